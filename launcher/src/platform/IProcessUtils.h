@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The launcher's own process: arguments, identity, directory, environment.
+class IProcessUtils {
+  public:
+    virtual std::vector<std::wstring> getCommandLineArgs() = 0;
+    virtual std::vector<std::wstring> convertArgs(int argc, char** argv) = 0;
+    virtual std::vector<std::wstring> convertArgs(int argc, wchar_t** argv) = 0;
+    virtual int getPid() = 0;
+    virtual std::wstring getExecutablePath() = 0;
+    virtual std::wstring getExecutableDirectory() = 0;
+    virtual void changeDirectory(const std::wstring& path) = 0;
+    // One nanosleep; an interval of a second or more is refused by the OS and
+    // returns at once with a non-zero result.
+    virtual int sleep(long milliseconds) = 0;
+    // The variable's value, empty when unset.
+    virtual std::wstring getEnv(const std::wstring& name) = 0;
+    virtual ~IProcessUtils() = default;
+};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+// Conversions between the wide strings used inside the launcher and the UTF-8
+// spoken by the OS, files, the JVM and libraries. A text is cut silently at the
+// first byte that is not valid UTF-8.
+std::wstring toWide(const char* utf8);
+std::wstring toWide(const std::string& utf8);
+std::string toUtf8(const std::wstring& text);
+std::string toUtf8(const wchar_t* text);
+
+std::wstring toText(long value);
+std::wstring toText(unsigned long value);
+std::wstring toText(long long value);
+std::wstring toText(unsigned long long value);
+
+std::wstring replaceChar(const std::wstring& text, wchar_t from, wchar_t to);
