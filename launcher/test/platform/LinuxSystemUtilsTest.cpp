@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <clocale>
+#include <cstdio>
 #include <ctime>
-#include <regex>
 #include <string>
 
 #include "platform/LocalizationSupport.h"
@@ -28,17 +28,19 @@ TEST(LinuxSystemUtilsTest, CurrentTimeTextIsLocalTimeToTheMillisecond) {
     std::string text = toUtf8(system.getCurrentTimeText());
     time_t after = time(nullptr);
 
-    std::smatch parts;
-    ASSERT_TRUE(std::regex_match(
-        text, parts, std::regex(R"((\d{4})/(\d\d)/(\d\d)-(\d\d):(\d\d):(\d\d)\.(\d{3}))")))
+    int year, month, day, hour, minute, second, millis;
+    char end;
+    ASSERT_EQ(7, std::sscanf(text.c_str(), "%4d/%2d/%2d-%2d:%2d:%2d.%3d%c", &year, &month, &day,
+                             &hour, &minute, &second, &millis, &end))
         << text;
+    ASSERT_EQ(23u, text.size()) << text;
     tm local{};
-    local.tm_year = std::stoi(parts[1]) - 1900;
-    local.tm_mon = std::stoi(parts[2]) - 1;
-    local.tm_mday = std::stoi(parts[3]);
-    local.tm_hour = std::stoi(parts[4]);
-    local.tm_min = std::stoi(parts[5]);
-    local.tm_sec = std::stoi(parts[6]);
+    local.tm_year = year - 1900;
+    local.tm_mon = month - 1;
+    local.tm_mday = day;
+    local.tm_hour = hour;
+    local.tm_min = minute;
+    local.tm_sec = second;
     local.tm_isdst = -1;
     time_t stamped = mktime(&local);
     EXPECT_LE(before, stamped) << text;
