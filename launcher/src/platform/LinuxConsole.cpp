@@ -33,8 +33,8 @@ LinuxConsole::LinuxConsole(const std::wstring& coutPath, const std::wstring& cer
     }
     if (!coutPath.empty()) {
         if (std::freopen(toUtf8(coutPath).c_str(), "a", stdout) == nullptr) {
-            // Without the OS error text, unlike --cerr below: both texts are
-            // what operators already know from earlier releases.
+            // No OS error text here, unlike --cerr below: scripts that watch
+            // for these messages match both exactly as they stand.
             errorText = formatMessage("IDS_DESTINATION_IS_NOT_ACCESSIBLE", L"--cout", coutPath);
         }
         std::setvbuf(stdout, nullptr, _IONBF, 0);

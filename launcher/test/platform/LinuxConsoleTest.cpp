@@ -56,12 +56,6 @@ TEST_F(LinuxConsoleTest, SameFileForBothKeepsTheOrderOfWrites) {
               readWholeFile(dir.path("both.txt")));
 }
 
-TEST_F(LinuxConsoleTest, OnlyOneStreamRedirected) {
-    ChildResult result = redirect("", dir.path("err.txt"));
-    ASSERT_EQ(0, result.exitCode) << result.output;
-    EXPECT_EQ("err1 raw-err ошибка\n", readWholeFile(dir.path("err.txt")));
-}
-
 TEST_F(LinuxConsoleTest, WithoutRedirectionTheStreamsStay) {
     ChildResult result = runInChild([]() -> std::string {
         int fds[2];

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,7 +23,7 @@ struct HostReport {
 };
 
 // Starts the host program with the given arguments (argv[0] included) and
-// parses what it reports.
+// splits what it reports: the arguments, then the executable and its directory.
 HostReport runHost(const std::vector<std::string>& argv) {
     int fds[2];
     if (pipe(fds) != 0) {
@@ -56,26 +55,17 @@ HostReport runHost(const std::vector<std::string>& argv) {
 
     HostReport report;
     report.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    size_t at = 0;
-    while (at < output.size()) {
-        if (output.compare(at, 4, "arg ") == 0) {
-            size_t space = output.find(' ', at + 4);
-            size_t length = std::stoul(output.substr(at + 4, space - at - 4));
-            report.args.push_back(output.substr(space + 1, length));
-            at = space + 1 + length + 1;
-            continue;
-        }
-        size_t end = output.find('\n', at);
-        std::string line = output.substr(at, end - at);
-        if (line.rfind("exe ", 0) == 0) {
-            report.exe = line.substr(4);
-        } else if (line.rfind("dir ", 0) == 0) {
-            report.dir = line.substr(4);
-        } else {
-            ADD_FAILURE() << "unexpected host output: " << line;
-        }
-        at = end == std::string::npos ? output.size() : end + 1;
+    for (size_t at = 0, end; (end = output.find('\0', at)) != std::string::npos; at = end + 1) {
+        report.args.push_back(output.substr(at, end - at));
     }
+    if (report.args.size() < 2) {
+        ADD_FAILURE() << "unexpected host output: " << output;
+        return report;
+    }
+    report.dir = report.args.back();
+    report.args.pop_back();
+    report.exe = report.args.back();
+    report.args.pop_back();
     return report;
 }
 

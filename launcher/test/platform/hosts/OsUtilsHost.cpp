@@ -1,5 +1,5 @@
-// Prints, one per line, the process's own arguments as the OS utilities read
-// them ("arg <byte count> <bytes>"), then its executable path and directory.
+// Prints the process's own arguments as the OS utilities read them, then its
+// executable path and directory, each text ended by a NUL byte.
 #include <cstdio>
 #include <string>
 
@@ -14,12 +14,15 @@ int main() {
     try {
         for (const std::wstring& arg : os.getProcessUtils().getCommandLineArgs()) {
             std::string utf8 = toUtf8(arg);
-            std::printf("arg %zu %s\n", utf8.size(), utf8.c_str());
+            std::fwrite(utf8.c_str(), 1, utf8.size() + 1, stdout);
         }
-        std::printf("exe %s\n", toUtf8(os.getProcessUtils().getExecutablePath()).c_str());
-        std::printf("dir %s\n", toUtf8(os.getProcessUtils().getExecutableDirectory()).c_str());
+        for (const std::wstring& path : {os.getProcessUtils().getExecutablePath(),
+                                         os.getProcessUtils().getExecutableDirectory()}) {
+            std::string utf8 = toUtf8(path);
+            std::fwrite(utf8.c_str(), 1, utf8.size() + 1, stdout);
+        }
     } catch (const LauncherException& e) {
-        std::printf("error %s\n", toUtf8(e.getMessage()).c_str());
+        std::printf("%s", toUtf8(e.getMessage()).c_str());
         return e.getCode();
     }
     return 0;
