@@ -11,8 +11,8 @@
 
 namespace {
 
-// A small command line of the same shape as the launcher's: a default "help"
-// mode naming the others, a "run" mode with every kind of entry, an empty "idle".
+// A command line of the launcher's shape: a default "help" mode naming the
+// others, a "run" mode with every kind of entry, an "idle" mode with none.
 class CliParserTest : public ::testing::Test {
   protected:
     CliParserTest() {
@@ -63,33 +63,17 @@ TEST_F(CliParserTest, FirstWordChoosesTheModeAndAnUnknownWordIsRefused) {
     EXPECT_EQ(L"Unexpected CLI arguments: --fast", optionFirst.getErrors()[0]);
 }
 
-TEST_F(CliParserTest, OptionTakesTheNextArgumentEvenWhenItLooksLikeAnOption) {
-    CliParseResult result =
-        parse({L"run", L"--opt", L"-Xmx1g", L"--file", L"--fast", L"--opt", L"-Dinstance.root=/x"});
+TEST_F(CliParserTest, OptionValueIsTheNextArgumentWhateverItLooksLikeOrFollowsEquals) {
+    CliParseResult result = parse({L"run", L"--opt", L"-Xmx1g", L"--file", L"--fast",
+                                   L"--opt=-Da=b=c", L"--opt", L"-Dinstance.root=/x", L"--opt="});
     EXPECT_FALSE(result.hasError());
     EXPECT_EQ(L"--fast", result.getValue(L"--file"));
     EXPECT_FALSE(result.has(L"--fast"));
-    EXPECT_EQ((std::vector<std::wstring>{L"-Xmx1g", L"-Dinstance.root=/x"}),
+    EXPECT_EQ((std::vector<std::wstring>{L"-Xmx1g", L"-Da=b=c", L"-Dinstance.root=/x", L""}),
               result.getValues(L"--opt"));
 }
 
-TEST_F(CliParserTest, OptionTakesTheTextAfterTheFirstEqualsSign) {
-    CliParseResult result = parse({L"run", L"--file=/run/x.pid", L"--opt=-Da=b=c", L"--opt="});
-    EXPECT_FALSE(result.hasError());
-    EXPECT_EQ(L"/run/x.pid", result.getValue(L"--file"));
-    EXPECT_EQ((std::vector<std::wstring>{L"-Da=b=c", L""}), result.getValues(L"--opt"));
-
-    // A switch takes no value, so "=" makes it an argument nobody expects.
-    CliParseResult switchWithValue = parse({L"run", L"--fast=yes"});
-    ASSERT_EQ(1u, switchWithValue.getErrors().size());
-    EXPECT_EQ(L"Unexpected CLI arguments: --fast=yes", switchWithValue.getErrors()[0]);
-}
-
 TEST_F(CliParserTest, RejectsMissingValuesDuplicatesAndStrayArguments) {
-    CliParseResult missing = parse({L"run", L"--fast", L"--file"});
-    ASSERT_EQ(1u, missing.getErrors().size());
-    EXPECT_EQ(L"Option --file value is not set", missing.getErrors()[0]);
-
     // Said once per entry however often it is repeated; the first value stays.
     CliParseResult duplicated =
         parse({L"run", L"--file", L"a", L"--file=b", L"--fast", L"--fast", L"--file", L"c"});
@@ -107,7 +91,9 @@ TEST_F(CliParserTest, RejectsMissingValuesDuplicatesAndStrayArguments) {
               }),
               stray.getErrors());
 
-    EXPECT_EQ(L"Unexpected CLI arguments: x", parse({L"idle", L"x"}).getErrors().at(0));
+    // A switch takes no value, so "=" makes it an argument nobody expects.
+    EXPECT_EQ(L"Unexpected CLI arguments: --fast=yes",
+              parse({L"run", L"--fast=yes"}).getErrors().at(0));
 }
 
 TEST_F(CliParserTest, HelpAndVersionAreAnsweredInEveryModeAndOverrideErrors) {
@@ -138,53 +124,6 @@ TEST_F(CliParserTest, HelpAndVersionAreAnsweredInEveryModeAndOverrideErrors) {
     CliParseResult asValue = parse({L"run", L"--file", L"--help"});
     EXPECT_FALSE(asValue.isHelpRequested());
     EXPECT_EQ(L"run", asValue.getModeName());
-}
-
-TEST_F(CliParserTest, UsageListsEntriesInAlignedColumnsAndWrapsLongDescriptions) {
-    EXPECT_EQ(
-        L"Usage: prog run [options]\n"
-        L"\n"
-        L"Mode:\n"
-        L"  run                   Run something.\n"
-        L"\n"
-        L"Common parameters:\n"
-        L"  --version | -v        show version\n"
-        L"  --help | -? | -h      show help\n"
-        L"\n"
-        L"Parameters:\n"
-        L"  --fast                Go fast\n"
-        L"  --file /path/to/file  Where to write\n"
-        L"  --opt word            An option; may repeat",
-        parser.getUsage(L"prog", L"run"));
-
-    // Sections without entries are left out; an unknown mode shows the default one.
-    EXPECT_EQ(L"Usage: prog idle\n\nMode:\n  idle  Do nothing.", parser.getUsage(L"prog", L"idle"));
-    EXPECT_EQ(0u, parser.getUsage(L"prog", L"jog").find(L"Usage: prog help [options]\n"));
-
-    CliParser wide;
-    CliMode mode(L"m", L" m", L"");
-    std::wstring description;
-    for (int i = 0; i < 30; ++i) {
-        description += L"word" + std::to_wstring(i) + L" ";
-    }
-    mode.add(std::make_shared<CliSwitch>(CliSwitch::flag(L"--long", description)));
-    wide.addMode(std::move(mode));
-    std::wstring usage = wide.getUsage(L"p", L"m");
-    std::wstring parameters = usage.substr(usage.find(L"Parameters:\n") + 12);
-    size_t lineStart = 0;
-    size_t lines = 0;
-    while (lineStart < parameters.size()) {
-        size_t lineEnd = parameters.find(L'\n', lineStart);
-        if (lineEnd == std::wstring::npos) {
-            lineEnd = parameters.size();
-        }
-        std::wstring line = parameters.substr(lineStart, lineEnd - lineStart);
-        EXPECT_LE(line.size(), CliParser::kUsageWidth) << line;
-        EXPECT_EQ(L"word", line.substr(10, 4)) << line;
-        lineStart = lineEnd + 1;
-        ++lines;
-    }
-    EXPECT_GT(lines, 2u);
 }
 
 }  // namespace
