@@ -8,6 +8,7 @@
 #include "config/LogTo.h"
 #include "config/YamlNode.h"
 #include "config/YamlParser.h"
+#include "entry/LauncherVersion.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
@@ -15,8 +16,6 @@
 namespace {
 
 const wchar_t* const kClassName = L"LauncherConfig";
-const wchar_t* const kLauncherVersion = L"3.10.5+8";
-const wchar_t* const kLauncherArch = L"x86-64";
 
 // In the order they are written to the log.
 const char* const kSimpleKeys[] = {"work-dir", "service-name", "java-home",   "pid-file",
