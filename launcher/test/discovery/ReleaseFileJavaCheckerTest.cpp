@@ -48,8 +48,10 @@ TEST_F(ReleaseFileJavaCheckerTest, RefusesValuesWithoutACleanNumber) {
     EXPECT_FALSE(checkVersion("17ea", 0));
     EXPECT_FALSE(checkVersion("\"17", 0));  // a quote that is not closed stays
     EXPECT_FALSE(checkVersion("99999999999", 0));
-    // An unclean number is -1, which only a negative minimum lets through.
+    // An unclean number is -1, which only a negative minimum lets through; a
+    // bare old-style prefix fails even then.
     EXPECT_TRUE(checkVersion("x1", -1));
+    EXPECT_FALSE(checkVersion("1.", -1));
 }
 
 TEST_F(ReleaseFileJavaCheckerTest, WantsA64BitArchitecture) {
