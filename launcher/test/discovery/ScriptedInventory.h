@@ -18,7 +18,11 @@ class ScriptedInventory {
             throw std::runtime_error(dlerror());
         }
     }
-    ~ScriptedInventory() { dlclose(handle_); }
+    // Frees the isolates a test left behind on purpose.
+    ~ScriptedInventory() {
+        reset(nullptr, "");
+        dlclose(handle_);
+    }
     ScriptedInventory(const ScriptedInventory&) = delete;
     ScriptedInventory& operator=(const ScriptedInventory&) = delete;
 
