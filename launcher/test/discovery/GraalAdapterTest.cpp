@@ -80,17 +80,4 @@ TEST_F(GraalAdapterTest, AFailedIsolateIsLoggedWithItsCode) {
                         }));
 }
 
-TEST_F(GraalAdapterTest, ALibraryThatNeverLoadedIsNotUnloaded) {
-    {
-        GraalAdapter adapter(os, L"/nonexistent/libinventory.so");
-        adapter.init();
-        EXPECT_EQ(adapter.createIsolateAndAttache(), nullptr);
-        EXPECT_EQ(adapter.getFunction("findJavaComponent"), nullptr);
-        EXPECT_EQ(adapter.getLastError(),
-                  L"Cannot load function from Orvik Inventory library at path "
-                  L"/nonexistent/libinventory.so. Function: findJavaComponent");
-    }
-    EXPECT_TRUE(logged().empty());
-}
-
 }  // namespace

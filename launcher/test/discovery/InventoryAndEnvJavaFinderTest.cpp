@@ -51,7 +51,7 @@ TEST_F(InventoryAndEnvJavaFinderTest, TheInventorysAnswerWinsUnchecked) {
     EXPECT_EQ(lastError, L"");
 }
 
-TEST_F(InventoryAndEnvJavaFinderTest, FallsBackToJavaHomeWhenItsReleaseFileQualifies) {
+TEST_F(InventoryAndEnvJavaFinderTest, FallsBackToJavaHomeOnlyWhenItsReleaseFileQualifies) {
     os.process.environment[L"JAVA_HOME"] = javaHome.wpath();
     FoundJavaHome found = find(scriptedPath, 11);
     EXPECT_EQ(found.javaHome, javaHome.wpath());
@@ -60,14 +60,11 @@ TEST_F(InventoryAndEnvJavaFinderTest, FallsBackToJavaHomeWhenItsReleaseFileQuali
     found = find(scriptedPath, 12);
     EXPECT_EQ(found.javaHome, L"");
     EXPECT_FALSE(found.fromEnvironment);
-    // Nothing suitable anywhere is reported by the caller, not here.
-    EXPECT_EQ(console.out(), L"");
-}
-
-TEST_F(InventoryAndEnvJavaFinderTest, WithNeitherSourceTheAnswerIsEmpty) {
-    const FoundJavaHome found = find(scriptedPath, 8);
+    os.process.environment.clear();
+    found = find(scriptedPath, 8);
     EXPECT_EQ(found.javaHome, L"");
     EXPECT_FALSE(found.fromEnvironment);
+    // Nothing suitable anywhere is reported by the caller, not here.
     EXPECT_EQ(console.out(), L"");
 }
 
