@@ -26,22 +26,22 @@ namespace {
 
 constexpr const char* kRootsVariable = "LAUNCHER_INVENTORY_JAVA_ROOTS";
 
-struct HomeSpec {
+struct HomeLayout {
     std::string version;
     std::string architecture = "x86_64";
     // Where the JVM library goes; empty for none.
     std::string libraryDirectory = "lib/server";
 };
 
-void makeHome(const std::string& home, const HomeSpec& spec) {
+void makeHome(const std::string& home, const HomeLayout& layout) {
     std::filesystem::create_directories(home);
     std::FILE* release = std::fopen((home + "/release").c_str(), "w");
     std::fprintf(release, "IMPLEMENTOR=\"Synthetic\"\nJAVA_VERSION=\"%s\"\nOS_ARCH=\"%s\"\n",
-                 spec.version.c_str(), spec.architecture.c_str());
+                 layout.version.c_str(), layout.architecture.c_str());
     std::fclose(release);
-    if (!spec.libraryDirectory.empty()) {
-        std::filesystem::create_directories(home + "/" + spec.libraryDirectory);
-        std::fclose(std::fopen((home + "/" + spec.libraryDirectory + "/libjvm.so").c_str(), "w"));
+    if (!layout.libraryDirectory.empty()) {
+        std::filesystem::create_directories(home + "/" + layout.libraryDirectory);
+        std::fclose(std::fopen((home + "/" + layout.libraryDirectory + "/libjvm.so").c_str(), "w"));
     }
 }
 
