@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "config/LogTo.h"
+#include "platform/Logger.h"
 #include "config/YamlNode.h"
 #include "config/YamlParser.h"
 #include "entry/LauncherVersion.h"

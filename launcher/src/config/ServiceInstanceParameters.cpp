@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "config/LogTo.h"
+#include "platform/Logger.h"
 #include "platform/LauncherException.h"
 #include "platform/TextConversion.h"
 
