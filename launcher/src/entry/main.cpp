@@ -4,6 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "config/LauncherConfig.h"
+#include "config/LauncherParameters.h"
+#include "config/ServiceInstanceParameters.h"
+#include "discovery/Inventory.h"
+#include "discovery/InventoryAndEnvJavaFinder.h"
+#include "discovery/JavaLibResolver.h"
+#include "discovery/ReleaseFileJavaChecker.h"
 #include "entry/LauncherCliArgs.h"
 #include "platform/IConsole.h"
 #include "platform/IOsUtilsFactory.h"
@@ -34,31 +41,79 @@ int rejectCommandLine(const LauncherCliArgs& args, IConsole& console) {
 
 // The stop client is not part of this build; failing here is better than
 // claiming a launcher was stopped.
-int runStop(const LauncherCliArgs&, IConsole&) {
+int runStop(const LauncherParameters&, IConsole&) {
     throw std::logic_error("Stop mode is not available in this build");
 }
 
 // The configuration, the JVM and the service routine are not part of this
 // build; failing here is better than claiming a service ran.
-int runStart(const LauncherCliArgs&, IConsole&) {
+int runStart(const LauncherParameters&, IConsole&) {
     throw std::logic_error("Start mode is not available in this build");
 }
 
-int runStartOrStop(const std::wstring& startupTime, const LauncherCliArgs& args,
-                   IConsole& console) {
-    // launcher.yml and the merged parameters belong before the logger: without
-    // --clog the log file is the one launcher.yml names.
+// A launcher.yml that cannot be read ends the run before anything else is
+// merged; its reason goes to the console only, the log gets the arguments.
+int rejectConfiguration(const std::wstring& startupTime, const LauncherCliArgs& args,
+                        const LauncherConfig& config, IConsole& console) {
+    console.writeLine(config.getErrorText());
     initLogger(args.getLogPath());
+    MAIN_LOG(LogLevel::info(), L"Launcher started", L"time", startupTime);
+    args.logRawArgs();
+    args.logState();
+    shutdownLogger();
+    return config.getErrorCode();
+}
+
+// The Java-finding chain lives only while the parameters are merged: the
+// inventory library is unloaded again before the JVM is.
+std::unique_ptr<LauncherParameters> mergeParameters(IOsUtilsFactory& os, IConsole& console,
+                                                    const LauncherCliArgs& args,
+                                                    const LauncherConfig& config,
+                                                    const IServiceInstanceParameters& service) {
+    Inventory inventory(os, os.getProcessUtils().getExecutableDirectory() + L"/libinventory.so");
+    ReleaseFileJavaChecker checker(os);
+    InventoryAndEnvJavaFinder finder(os, inventory, checker, console);
+    JavaLibResolver resolver(os);
+    return std::make_unique<LauncherParameters>(os, console, args, config, service, finder,
+                                                resolver);
+}
+
+int runStartOrStop(IOsUtilsFactory& os, const std::wstring& startupTime,
+                   const LauncherCliArgs& args, IConsole& console) {
+    const LauncherConfig config =
+        LauncherConfig::readLauncherConfig(os, args.getInstanceDirectory(), args.isStart());
+    if (config.hasError()) {
+        return rejectConfiguration(startupTime, args, config, console);
+    }
+    std::wstring serviceName = args.getServiceName();
+    if (serviceName.empty() && config.getServiceName().hasValue()) {
+        serviceName = config.getServiceName().value();
+    }
+    ServiceInstanceParameters service(os, serviceName);
+    service.read();
+    const std::unique_ptr<LauncherParameters> parameters =
+        mergeParameters(os, console, args, config, service);
+
+    initLogger(parameters->getLogFilePath());
     MAIN_LOG(LogLevel::info(), L"Launcher started.", L"time", startupTime);
     getLogger().flush();
     args.logRawArgs();
     args.logState();
+    config.logState(getLogger());
+    service.logState(getLogger());
+    parameters->logState(getLogger());
+
+    if (parameters->hasMessage()) {
+        console.writeLine(parameters->getMessageText());
+        shutdownLogger();
+        return parameters->getExitCode();
+    }
 
     int exitCode = 0;
     if (args.isStop()) {
-        exitCode = runStop(args, console);
+        exitCode = runStop(*parameters, console);
     } else if (args.isStart()) {
-        exitCode = runStart(args, console);
+        exitCode = runStart(*parameters, console);
     }
     MAIN_LOG(LogLevel::info(), LocalizationSupport::getText("IDS_NORMAL_EXIT"), L"exitCode",
              exitCode);
@@ -83,7 +138,7 @@ int main(int, char**) {
     }
 
     try {
-        return runStartOrStop(startupTime, *args, *console);
+        return runStartOrStop(os, startupTime, *args, *console);
     } catch (const LauncherException& e) {
         MAIN_LOG(LogLevel::error(), e.getMessage(), L"exitCode", e.getCode());
         console->writeErrorLine(e.getMessage());
