@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "jvm/JavaVmManager.h"
+#include "jvm/JvmHost.h"
+
+namespace {
+
+// The whole normal life on one JDK: the minimal version equal to the real one is
+// accepted, the map-taking start wins, both threads run under their names with
+// the contract's loader, a JVM option reaches Java, and the JVM goes away cleanly.
+void expectSmoke(const JavaHome& home) {
+    JvmHostRun run = runJvmHost("smoke", home, home.feature);
+    ASSERT_EQ(0, run.process.exitCode) << run.process.out << run.process.err;
+
+    EXPECT_EQ("ok", run.fact("load"));
+    EXPECT_EQ("true", run.fact("stopExists"));
+    EXPECT_EQ("false", run.fact("stopFastExists"));
+
+    EXPECT_EQ("two", run.fact("java.start.variant"));
+    EXPECT_EQ("launcher-start-thread", run.fact("java.start.thread"));
+    EXPECT_EQ("true", run.fact("java.start.contextLoaderIsContractLoader"));
+    EXPECT_EQ("from the launcher", run.fact("java.start.option"));
+    EXPECT_EQ("2:alpha|beta gamma", run.fact("java.start.args"));
+    EXPECT_EQ("java.util.HashMap", run.fact("java.start.mapClass"));
+    // A key in both maps ends up with its path.
+    EXPECT_EQ(
+        "debug:Boolean:true;quiet:Boolean:false;shared:Path:/opt/shared;"
+        "zeta.dir:Path:/tmp/zeta;",
+        run.fact("java.start.map"));
+    EXPECT_EQ("ok", run.fact("start"));
+    EXPECT_EQ("1", run.fact("startCallbacks"));
+
+    EXPECT_EQ("launcher-stop-thread", run.fact("java.stop.thread"));
+    EXPECT_EQ("true", run.fact("java.stop.contextLoaderIsContractLoader"));
+    EXPECT_EQ("halt|now", run.fact("java.stop.args"));
+    EXPECT_EQ("ok", run.fact("stop"));
+    EXPECT_EQ("1", run.fact("stopCallbacks"));
+    EXPECT_EQ("20", run.fact("secondStop.code"));
+    EXPECT_EQ("Illegal Daemon state: stop() called twice", run.fact("secondStop.message"));
+
+    EXPECT_EQ("true", run.fact("unloaded"));
+    EXPECT_EQ("ok", run.fact("unloadedTwice"));
+    EXPECT_FALSE(run.hasFact("exitCallback")) << "a clean unload is not a JVM exit";
+
+    std::vector<std::string> arguments = run.logMessages("JVM argument ");
+    ASSERT_EQ(5u, arguments.size());
+    EXPECT_EQ(
+        "JVM argument JVM argument='-Djava.class.path=" + std::string(JVM_FIXTURE_CLASSES) + "'",
+        arguments.front());
+    EXPECT_EQ("JVM argument JVM argument='-Dlauncher.test.option=from the launcher'",
+              arguments.back());
+    EXPECT_EQ(1u, run.logMessages("JVM created result=0").size());
+    EXPECT_EQ(1u, run.logMessages("Do call JMethod args=alpha;beta gamma, "
+                                  "pathProperties='shared = /opt/shared;zeta.dir = /tmp/zeta;', "
+                                  "booleanProperties='debug = TRUE;quiet = FALSE;shared = TRUE;', "
+                                  "method=start, class=contract/BothSignatures")
+                      .size());
+    EXPECT_EQ(1u, run.logMessages("Do call JMethod args=halt;now, method=stop, "
+                                  "class=contract/BothSignatures")
+                      .size());
+    std::vector<std::string> log = run.allLogMessages();
+    ASSERT_GE(log.size(), 2u);
+    EXPECT_EQ("Destroying JVM.", log[log.size() - 2]);
+    EXPECT_EQ("JVM destroyed", log.back());
+}
+
+TEST(JavaVmManagerJvmTest, NormalLifeOnTheBuildJdk) {
+    expectSmoke(primaryJavaHome());
+}
+
+TEST(JavaVmManagerJvmTest, NormalLifeOnAnotherInstalledJdk) {
+    std::optional<JavaHome> other = secondJavaHome();
+    if (!other) {
+        GTEST_SKIP() << "no second JDK under /usr/lib/jvm";
+    }
+    expectSmoke(*other);
+}
+
+TEST(JavaVmManagerJvmTest, TooOldJavaIsRefusedAndTheJvmDestroyed) {
+    JavaHome home = primaryJavaHome();
+    JvmHostRun run = runJvmHost("version", home, home.feature + 1);
+    ASSERT_EQ(0, run.process.exitCode) << run.process.out << run.process.err;
+
+    std::string refusal = "Cannot create JVM " + std::to_string(home.feature + 1) +
+                          " instance with library '" + home.libjvm +
+                          "'. Java version is not sufficient for the application.";
+    EXPECT_EQ("6", run.fact("load.code"));
+    EXPECT_EQ(refusal, run.fact("load.message"));
+    EXPECT_EQ("true", run.fact("jvmAfterFailure"));
+    EXPECT_EQ(1u, run.logMessages(refusal + " jvmLibPath=" + home.libjvm + ", code=0").size());
+    EXPECT_EQ(1u, run.logMessages("Destroying JVM.").size());
+
+    // HotSpot refuses a second JVM in the process: the JNI failure path, code 4.
+    EXPECT_EQ("4", run.fact("secondLoad.code"));
+    EXPECT_EQ(
+        "Cannot create JVM 8 instance with library '" + home.libjvm + "'. Error -1: unknown error",
+        run.fact("secondLoad.message"));
+}
+
+// The exit hook's line: "JVM exited with nonzero exit code pid=N, exitCode=C",
+// logged by the hook with the process's own pid.
+void expectExitHookLine(const JvmHostRun& run, int exitCode) {
+    std::regex line(
+        R"(level=WARN,pid=(\d+),tid=\d+,component=launcher,class=JavaVmManager,file=JavaVmManager.cpp,)"
+        R"(line=\d+,func=JvmSystemExitHook,message=JVM exited with nonzero exit code pid=(\d+), exitCode=)" +
+        std::to_string(exitCode) + "\n");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(run.log, match, line)) << run.log;
+    EXPECT_EQ(match[1].str(), match[2].str());
+    EXPECT_EQ("called", run.fact("exitCallback"));
+    EXPECT_FALSE(run.hasFact("survived"));
+}
+
+TEST(JavaVmManagerJvmTest, SystemExitAndHaltGoThroughTheExitHook) {
+    JavaHome home = primaryJavaHome();
+    JvmHostRun exited = runJvmHost("exit", home, home.feature);
+    EXPECT_EQ(0, exited.process.exitCode) << exited.process.out << exited.process.err;
+    EXPECT_EQ("launcher-start-thread", exited.fact("java.exit.thread"));
+    // Code 0 is reported too, in the words of an abnormal exit.
+    expectExitHookLine(exited, 0);
+
+    JvmHostRun halted = runJvmHost("halt", home, home.feature);
+    EXPECT_EQ(3, halted.process.exitCode) << halted.process.out << halted.process.err;
+    expectExitHookLine(halted, 3);
+}
+
+}  // namespace
