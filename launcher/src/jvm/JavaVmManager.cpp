@@ -45,15 +45,21 @@ void warnAboutVersionParsingError(const std::wstring& version) {
 
 // The hooks may run on any JVM thread, while the rest of the launcher goes on.
 void reportJvmEnd(const char* hookName, const char* messageId, const jint* exitCode) {
-    int pid = getOsUtilsFactory().getProcessUtils().getPid();
-    std::wstring message = LocalizationSupport::getText(messageId);
-    if (exitCode != nullptr) {
-        logMessage(LogLevel::warn(), kClass, __FILE__, __LINE__, hookName, message, L"pid", pid,
-                   L"exitCode", *exitCode);
-    } else {
-        logMessage(LogLevel::warn(), kClass, __FILE__, __LINE__, hookName, message, L"pid", pid);
+    // Nothing may propagate into the JVM's own exit path; losing the line is the
+    // lesser harm.
+    try {
+        int pid = getOsUtilsFactory().getProcessUtils().getPid();
+        std::wstring message = LocalizationSupport::getText(messageId);
+        if (exitCode != nullptr) {
+            logMessage(LogLevel::warn(), kClass, __FILE__, __LINE__, hookName, message, L"pid", pid,
+                       L"exitCode", *exitCode);
+        } else {
+            logMessage(LogLevel::warn(), kClass, __FILE__, __LINE__, hookName, message, L"pid",
+                       pid);
+        }
+        getLogger().flush();
+    } catch (...) {
     }
-    getLogger().flush();
     JavaVmManager::Callback callback = jvmExitCallback.load(std::memory_order_acquire);
     if (callback != nullptr) {
         callback();

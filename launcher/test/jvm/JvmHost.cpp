@@ -145,7 +145,7 @@ JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int min
     JvmHostRun run;
     run.process = runProgram({JVM_TEST_HOST, scenario, home.libjvm, JVM_FIXTURE_CLASSES, logPath,
                               std::to_string(minimalVersion)},
-                             std::chrono::seconds(60), {"LANG=C", "LC_ALL=C"});
+                             std::chrono::seconds(30), {"LANG=C", "LC_ALL=C"});
     run.log = readText(logPath);
     unlink(logPath.c_str());
     rmdir(directory);
