@@ -12,7 +12,10 @@ namespace {
 // accepted, the map-taking start wins, both threads run under their names with
 // the contract's loader, a JVM option reaches Java, and the JVM goes away cleanly.
 void expectSmoke(const JavaHome& home) {
-    JvmHostRun run = runJvmHost("smoke", home, home.feature);
+    // The JDK's launcher library stands in for a dependency: it needs nothing of
+    // the JVM's.
+    const std::string dependency = home.path + "/lib/libjli.so";
+    JvmHostRun run = runJvmHost("smoke", home, home.feature, {dependency});
     ASSERT_EQ(0, run.process.exitCode) << run.process.out << run.process.err;
 
     EXPECT_EQ("ok", run.fact("load"));
@@ -45,6 +48,13 @@ void expectSmoke(const JavaHome& home) {
     EXPECT_EQ("ok", run.fact("unloadedTwice"));
     EXPECT_FALSE(run.hasFact("exitCallback")) << "a clean unload is not a JVM exit";
 
+    std::vector<std::string> log = run.allLogMessages();
+    auto dependencyLine = std::find(log.begin(), log.end(),
+                                    "JVM library dependency loaded jvmLibDependency=" + dependency);
+    ASSERT_NE(log.end(), dependencyLine) << run.log;
+    EXPECT_NE(log.end(),
+              std::find(dependencyLine, log.end(), "JVM library loaded jvmLibPath=" + home.libjvm));
+
     std::vector<std::string> arguments = run.logMessages("JVM argument ");
     ASSERT_EQ(5u, arguments.size());
     EXPECT_EQ(
@@ -61,7 +71,6 @@ void expectSmoke(const JavaHome& home) {
     EXPECT_EQ(1u, run.logMessages("Do call JMethod args=halt;now, method=stop, "
                                   "class=contract/BothSignatures")
                       .size());
-    std::vector<std::string> log = run.allLogMessages();
     auto destroying = std::find(log.begin(), log.end(), "Destroying JVM.");
     ASSERT_NE(log.end(), destroying);
     EXPECT_NE(log.end(), std::find(destroying, log.end(), "JVM destroyed"));

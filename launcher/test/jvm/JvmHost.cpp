@@ -135,7 +135,8 @@ std::vector<std::string> JvmHostRun::logMessages(const std::string& text) const 
     return matching;
 }
 
-JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int minimalVersion) {
+JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int minimalVersion,
+                      const std::vector<std::string>& dependencies) {
     char directory[] = "/tmp/launcher-jvm-test-XXXXXX";
     if (mkdtemp(directory) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
@@ -143,9 +144,10 @@ JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int min
     const std::string logPath = std::string(directory) + "/launcher.log";
 
     JvmHostRun run;
-    run.process = runProgram({JVM_TEST_HOST, scenario, home.libjvm, JVM_FIXTURE_CLASSES, logPath,
-                              std::to_string(minimalVersion)},
-                             std::chrono::seconds(30), {"LANG=C", "LC_ALL=C"});
+    std::vector<std::string> argv = {JVM_TEST_HOST,       scenario, home.libjvm,
+                                     JVM_FIXTURE_CLASSES, logPath,  std::to_string(minimalVersion)};
+    argv.insert(argv.end(), dependencies.begin(), dependencies.end());
+    run.process = runProgram(argv, std::chrono::seconds(30), {"LANG=C", "LC_ALL=C"});
     run.log = readText(logPath);
     unlink(logPath.c_str());
     rmdir(directory);

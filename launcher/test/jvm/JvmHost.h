@@ -35,7 +35,8 @@ struct JvmHostRun {
     std::vector<std::string> allLogMessages() const;
 };
 
-JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int minimalVersion);
+JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int minimalVersion,
+                      const std::vector<std::string>& dependencies = {});
 
 // The 1-based line of the fixture source that holds "// frame:<marker>".
 int fixtureLine(const std::string& javaFile, const std::string& marker);

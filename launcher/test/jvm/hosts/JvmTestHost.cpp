@@ -4,7 +4,8 @@
 // standard output (line breaks in values escaped as \n), the exit status and the
 // log file.
 //
-// Usage: jvm_test_host <scenario> <libjvm.so> <fixture class dir> <log file> [minimal version]
+// Usage: jvm_test_host <scenario> <libjvm.so> <fixture class dir> <log file>
+//                      [minimal version [libraries to load first...]]
 
 #include <jni.h>
 
@@ -38,6 +39,7 @@ struct Arguments {
     std::wstring classes;
     std::wstring logPath;
     int minimalVersion = 8;
+    std::vector<std::wstring> dependencies;
 };
 
 void fact(const std::string& key, const std::string& value) {
@@ -170,7 +172,8 @@ Variants singleVariant(const wchar_t* name) {
 int smoke(const Arguments& a) {
     JavaVmManager::setJvmExitCallback(&onJvmExit);
     JavaVmManager manager(getOsUtilsFactory(), L"contract.BothSignatures", a.minimalVersion);
-    manager.load(jvmOptions(a, {L"-Dlauncher.test.option=from the launcher"}), a.libjvm, {});
+    manager.load(jvmOptions(a, {L"-Dlauncher.test.option=from the launcher"}), a.libjvm,
+                 a.dependencies);
     fact("load", std::string("ok"));
     fact("stopExists", manager.isStopMethodExists({}, false));
     fact("stopFastExists", manager.isStopMethodExists({}, true));
@@ -394,6 +397,9 @@ int main(int argc, char** argv) {
     a.logPath = toWide(argv[4]);
     if (argc > 5) {
         a.minimalVersion = std::atoi(argv[5]);
+    }
+    for (int i = 6; i < argc; ++i) {
+        a.dependencies.push_back(toWide(argv[i]));
     }
 
     IOsUtilsFactory& os = getOsUtilsFactory();
