@@ -144,16 +144,17 @@ JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int min
     const std::string logPath = std::string(directory) + "/launcher.log";
 
     JvmHostRun run;
-    std::vector<std::string> argv = {JVM_TEST_HOST,       scenario, home.libjvm,
-                                     JVM_FIXTURE_CLASSES, logPath,  std::to_string(minimalVersion)};
-    argv.insert(argv.end(), dependencies.begin(), dependencies.end());
-    std::vector<std::string> environment = {"LANG=C", "LC_ALL=C"};
+    std::vector<std::string> args = {scenario, home.libjvm, JVM_FIXTURE_CLASSES, logPath,
+                                     std::to_string(minimalVersion)};
+    args.insert(args.end(), dependencies.begin(), dependencies.end());
+    ProcessRunner host(JVM_TEST_HOST);
+    host.args(args).env("LANG", "C").env("LC_ALL", "C").timeout(std::chrono::seconds(30));
 #if defined(__SANITIZE_ADDRESS__)
     // A sanitized host: HotSpot handles SIGSEGV itself, and its threads are still
     // alive when the leak check would run at exit.
-    environment.push_back("ASAN_OPTIONS=detect_leaks=0:handle_segv=0");
+    host.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
 #endif
-    run.process = runProgram(argv, std::chrono::seconds(30), environment);
+    run.process = host.run();
     run.log = readText(logPath);
     unlink(logPath.c_str());
     rmdir(directory);

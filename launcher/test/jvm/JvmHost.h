@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "support/RunProgram.h"
+#include "support/ProcessRunner.h"
 
 // A JDK the JVM tests can run the host against.
 struct JavaHome {
@@ -22,7 +22,7 @@ std::optional<JavaHome> secondJavaHome();
 
 // One run of the JVM test host: how it ended, the facts it printed and its log.
 struct JvmHostRun {
-    ProgramResult process;
+    ProcessRunner::Result process;
     std::map<std::string, std::string> facts;
     std::string log;
 
