@@ -34,6 +34,9 @@ void signalFromAnotherProcess(int signalNumber, int repeat = 1) {
 // own pid: a stop request, not one of the JVM's thread-to-thread signals.
 void queueToThisThread(int signalNumber) {
     pthread_sigqueue(pthread_self(), signalNumber, sigval{0});
+    // Sanitizers hold signals back until the thread next calls into the C library;
+    // this makes sure the signal is handled before the next one is sent.
+    std::this_thread::sleep_for(1ms);
 }
 
 pid_t threadId() {
