@@ -61,6 +61,13 @@ void shutdownLogger() {
     }
 }
 
+void resetLoggerForTesting() {
+    ILogger* previous = currentLogger.exchange(nullptr, std::memory_order_acq_rel);
+    if (previous != nullptr && previous != &NopLogger::instance()) {
+        delete previous;
+    }
+}
+
 void appendQuoted(std::wstring& out, const std::wstring& text) {
     bool special = false;
     size_t doubleQuotes = 0;

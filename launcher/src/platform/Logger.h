@@ -14,6 +14,9 @@
 void initLogger(const std::wstring& logPath);
 ILogger& getLogger();
 void shutdownLogger();
+// Only for tests, which install loggers many times in one process: forgets the
+// current logger (closing a log file) as if none had been installed.
+void resetLoggerForTesting();
 // False while log calls go nowhere, so call sites skip building their text.
 bool isLoggingEnabled();
 

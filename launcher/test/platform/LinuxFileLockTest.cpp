@@ -13,7 +13,7 @@
 #include "fakes/FakeSystemUtils.h"
 #include "platform/LauncherException.h"
 #include "support/Catalogue.h"
-#include "support/ChildProcess.h"
+#include "support/ForkedProcess.h"
 #include "support/ScratchDirectory.h"
 
 namespace {
@@ -30,11 +30,11 @@ void writeText(const std::wstring& path, const std::string& text) {
 class LinuxFileLockTest : public ::testing::Test {
   protected:
     // Another process that takes the lock and keeps it until it is killed.
-    std::unique_ptr<ChildProcess> holdInAnotherProcess(const std::wstring& path,
+    std::unique_ptr<ForkedProcess> holdInAnotherProcess(const std::wstring& path,
                                                        const std::string& content) {
         int ready[2];
         EXPECT_EQ(0, pipe(ready));
-        auto child = std::make_unique<ChildProcess>([&] {
+        auto child = std::make_unique<ForkedProcess>([&] {
             close(ready[0]);
             const bool held = lock.acquire(path, content) >= 0;
             (void)!write(ready[1], held ? "y" : "n", 1);
@@ -135,9 +135,9 @@ TEST_F(LinuxFileLockTest, OneWinnerWhenProcessesRaceForTheFile) {
         int results[2];
         ASSERT_EQ(0, pipe(start));
         ASSERT_EQ(0, pipe(results));
-        std::vector<std::unique_ptr<ChildProcess>> racers;
+        std::vector<std::unique_ptr<ForkedProcess>> racers;
         for (int i = 0; i < 4; ++i) {
-            racers.push_back(std::make_unique<ChildProcess>([&, i] {
+            racers.push_back(std::make_unique<ForkedProcess>([&, i] {
                 close(start[1]);
                 char go;
                 (void)!read(start[0], &go, 1);

@@ -14,7 +14,7 @@
 #include "platform/LauncherOsException.h"
 #include "service/IServiceObject.h"
 #include "support/Catalogue.h"
-#include "support/ChildProcess.h"
+#include "support/ForkedProcess.h"
 
 namespace {
 
@@ -148,7 +148,7 @@ TEST_F(LinuxServiceTest, DaemonKeepsWorkingDirectoryAndStreams) {
     char cwdBefore[4096];
     ASSERT_NE(nullptr, getcwd(cwdBefore, sizeof cwdBefore));
 
-    ChildProcess child([&] {
+    ForkedProcess child([&] {
         close(pipeFds[0]);
         object.onRun = [&](LinuxService& service) {
             struct stat outAfter {};

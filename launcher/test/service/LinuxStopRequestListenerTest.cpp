@@ -13,7 +13,7 @@
 
 #include "fakes/FakeSystemUtils.h"
 #include "service/StopRequestListener.h"
-#include "support/ChildProcess.h"
+#include "support/ForkedProcess.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 // A stop request the way another process sends one.
 void signalFromAnotherProcess(int signalNumber, int repeat = 1) {
     const pid_t parent = getpid();
-    ChildProcess child([&] {
+    ForkedProcess child([&] {
         for (int i = 0; i < repeat; ++i) {
             sigqueue(parent, signalNumber, sigval{0});
         }
@@ -223,7 +223,7 @@ TEST_F(LinuxStopRequestListenerTest, SignalStorm) {
         });
     }
     const pid_t parent = getpid();
-    ChildProcess storm([&] {
+    ForkedProcess storm([&] {
         for (int i = 0; i < 2000; ++i) {
             sigqueue(parent, SIGUSR1, sigval{0});
             kill(parent, SIGUSR2);
@@ -251,7 +251,7 @@ TEST_F(LinuxStopRequestListenerTest, HandleDestroyedDuringAStorm) {
     const pid_t parent = getpid();
     for (int round = 0; round < 20; ++round) {
         auto listener = StopRequestListener::create(system);
-        ChildProcess storm([&] {
+        ForkedProcess storm([&] {
             for (int i = 0; i < 300; ++i) {
                 sigqueue(parent, (i % 2) ? SIGUSR1 : SIGUSR2, sigval{0});
             }

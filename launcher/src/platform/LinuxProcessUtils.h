@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/IProcessUtils.h"
+
+// The launcher's own process as Linux shows it through /proc and the C library.
+class LinuxProcessUtils : public IProcessUtils {
+  public:
+    std::vector<std::wstring> getCommandLineArgs() override;
+    std::vector<std::wstring> convertArgs(int argc, char** argv) override;
+    std::vector<std::wstring> convertArgs(int argc, wchar_t** argv) override;
+    int getPid() override;
+    std::wstring getExecutablePath() override;
+    std::wstring getExecutableDirectory() override;
+    void changeDirectory(const std::wstring& path) override;
+    int sleep(long milliseconds) override;
+    std::wstring getEnv(const std::wstring& name) override;
+};

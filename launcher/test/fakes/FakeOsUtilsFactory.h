@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "fakes/FakeConsole.h"
+#include "fakes/FakeFileUtils.h"
+#include "fakes/FakeProcessUtils.h"
+#include "fakes/FakeSystemUtils.h"
+#include "platform/IOsUtilsFactory.h"
+
+// All the OS utilities in memory, for classes that take an IOsUtilsFactory&.
+// Consoles it creates write into consoleText; consoleErrorText is what
+// createConsole reports as a failed redirection.
+class FakeOsUtilsFactory : public IOsUtilsFactory {
+  public:
+    IFileUtils& getFileUtils() override { return files; }
+    IProcessUtils& getProcessUtils() override { return process; }
+    ISystemUtils& getSystemUtils() override { return system; }
+    const std::wstring& getLineSeparator() const override { return lineSeparator; }
+    std::unique_ptr<IConsole> createConsole(const std::wstring& coutPath,
+                                            const std::wstring& cerrPath,
+                                            std::wstring& errorText) override {
+        consoleCoutPath = coutPath;
+        consoleCerrPath = cerrPath;
+        if (!consoleErrorText.empty()) {
+            errorText = consoleErrorText;
+        }
+        return std::make_unique<FakeConsole>(consoleText);
+    }
+
+    FakeFileUtils files;
+    FakeProcessUtils process;
+    FakeSystemUtils system;
+    std::wstring lineSeparator = L"\n";
+    std::shared_ptr<FakeConsole::Text> consoleText = std::make_shared<FakeConsole::Text>();
+    std::wstring consoleErrorText;
+    std::wstring consoleCoutPath;
+    std::wstring consoleCerrPath;
+};
