@@ -14,7 +14,7 @@
 #include "platform/LauncherException.h"
 #include "support/Catalogue.h"
 #include "support/ForkedProcess.h"
-#include "support/ScratchDirectory.h"
+#include "support/TempDir.h"
 
 namespace {
 
@@ -53,11 +53,11 @@ class LinuxFileLockTest : public ::testing::Test {
     ScopedCatalogue english;
     FakeSystemUtils system;
     LinuxFileLock lock{system};
-    ScratchDirectory scratch;
+    TempDir scratch;
 };
 
 TEST_F(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
-    const std::wstring path = scratch.file("launcher.pid");
+    const std::wstring path = scratch.wpath("launcher.pid");
     writeText(path, "stale content");
     auto holder = holdInAnotherProcess(path, "4242");
     EXPECT_EQ("4242", contentOf(path));
@@ -80,7 +80,7 @@ TEST_F(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) 
 }
 
 TEST_F(LinuxFileLockTest, OwnLockIsSeenThroughThePathToo) {
-    const std::wstring path = scratch.file("own.pid");
+    const std::wstring path = scratch.wpath("own.pid");
     const int handle = lock.acquire(path, "1");
     ASSERT_GE(handle, 0);
     EXPECT_TRUE(lock.isLocked(path));
@@ -96,13 +96,13 @@ TEST_F(LinuxFileLockTest, OwnLockIsSeenThroughThePathToo) {
 }
 
 TEST_F(LinuxFileLockTest, DeleteUnlessLocked) {
-    const std::wstring path = scratch.file("stale.pid");
+    const std::wstring path = scratch.wpath("stale.pid");
     EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
     writeText(path, "12");
     EXPECT_EQ(IFileLock::DeleteResult::Deleted, lock.deleteUnlessLocked(path));
     EXPECT_FALSE(std::ifstream(toUtf8(path)).good());
 
-    const std::wstring directory = scratch.file("dir.pid");
+    const std::wstring directory = scratch.wpath("dir.pid");
     mkdir(toUtf8(directory).c_str(), 0755);
     try {
         lock.deleteUnlessLocked(directory);
@@ -114,7 +114,7 @@ TEST_F(LinuxFileLockTest, DeleteUnlessLocked) {
 }
 
 TEST_F(LinuxFileLockTest, FileThatCannotBeCreatedIsAWriteError) {
-    const std::wstring path = scratch.file("missing/launcher.pid");
+    const std::wstring path = scratch.wpath("missing/launcher.pid");
     try {
         lock.acquire(path, "1");
         FAIL() << "expected LauncherException";
@@ -128,7 +128,7 @@ TEST_F(LinuxFileLockTest, FileThatCannotBeCreatedIsAWriteError) {
 // Several processes clean up the same stale file and take it at the same instant:
 // exactly one of them ends up holding it.
 TEST_F(LinuxFileLockTest, OneWinnerWhenProcessesRaceForTheFile) {
-    const std::wstring path = scratch.file("race.pid");
+    const std::wstring path = scratch.wpath("race.pid");
     for (int round = 0; round < 10; ++round) {
         writeText(path, "stale");
         int start[2];
