@@ -13,6 +13,7 @@
 #include "platform/LauncherException.h"
 #include "platform/LauncherOsException.h"
 #include "service/IServiceObject.h"
+#include "support/CapturedLog.h"
 #include "support/Catalogue.h"
 #include "support/ForkedProcess.h"
 
@@ -63,6 +64,7 @@ int daemonSucceedsInPlace(int, int) {
 class LinuxServiceTest : public ::testing::Test {
   protected:
     ScopedCatalogue english;
+    CapturedLog log;
     FakeSystemUtils system;
     RecordingServiceObject object;
 };
@@ -77,6 +79,14 @@ TEST_F(LinuxServiceTest, RunsOnceAndRefusesASecondStart) {
 
     EXPECT_EQ(21, service.run());
     EXPECT_EQ(2u, object.calls.size());
+
+    EXPECT_EQ(2u, log.withMessage("Starting an application").size());
+    EXPECT_EQ("init", log.withMessage("Starting an application")[0].function);
+    EXPECT_EQ("start", log.only("start finished").function);
+    const LogLine refused = log.only("Cannot start service twice.");
+    EXPECT_EQ("ERROR", refused.level);
+    EXPECT_EQ("LinuxService", refused.className);
+    EXPECT_EQ("start", refused.function);
 }
 
 TEST_F(LinuxServiceTest, FailingToDaemoniseIsReportedThroughTheServiceObject) {
@@ -88,6 +98,7 @@ TEST_F(LinuxServiceTest, FailingToDaemoniseIsReportedThroughTheServiceObject) {
     EXPECT_EQ(20, object.handled[0].getCode());
     EXPECT_EQ(L"(11) Resource temporarily unavailable", object.handled[0].getMessage());
     EXPECT_EQ(LinuxService::kStopped, service.getState());
+    EXPECT_EQ("ERROR", log.only("Daemon failed Error=(11) Resource temporarily unavailable").level);
     EXPECT_EQ(21, service.run());
 }
 
@@ -103,6 +114,10 @@ TEST_F(LinuxServiceTest, RoutineFailureInTheForegroundOnlyPassesThrough) {
     }
     EXPECT_EQ((std::vector<std::wstring>{L"prepare", L"run"}), object.calls);
     EXPECT_EQ(LinuxService::kRunning, service.getState());
+    for (const LogLine& line : log.lines()) {
+        EXPECT_EQ(std::string::npos, line.message.find("Launcher has stopped."))
+            << "the foreground failure is main's to report";
+    }
 }
 
 TEST_F(LinuxServiceTest, RoutineFailureAsADaemonIsHandledAndPassedOn) {
@@ -119,6 +134,7 @@ TEST_F(LinuxServiceTest, RoutineFailureAsADaemonIsHandledAndPassedOn) {
     ASSERT_EQ(1u, object.handled.size());
     EXPECT_EQ(L"pid file gone", object.handled[0].getMessage());
     EXPECT_EQ(LinuxService::kStopped, service.getState());
+    EXPECT_EQ("ERROR", log.only("Launcher has stopped. Error=pid file gone").level);
 }
 
 TEST_F(LinuxServiceTest, StopActsOnlyOnARunningService) {
@@ -126,6 +142,7 @@ TEST_F(LinuxServiceTest, StopActsOnlyOnARunningService) {
     service.stop();
     EXPECT_TRUE(object.calls.empty());
     EXPECT_EQ(LinuxService::kNotStarted, service.getState());
+    EXPECT_EQ("ERROR", log.only("Trying to stop a service that was not initialized").level);
 
     // A second request while the first is being handed over is ignored.
     object.onStop = [](LinuxService& running) { running.stop(); };
@@ -136,6 +153,8 @@ TEST_F(LinuxServiceTest, StopActsOnlyOnARunningService) {
 
     service.stop();
     EXPECT_EQ(3u, object.calls.size());
+    EXPECT_EQ(1u, log.withMessage("Stop requested").size());
+    EXPECT_EQ(1u, log.withMessage("Stop request finished").size());
 }
 
 // Runs for real in a child: daemon(3) ends the calling process, and the routine goes

@@ -13,6 +13,7 @@
 
 #include "fakes/FakeSystemUtils.h"
 #include "service/StopRequestListener.h"
+#include "support/CapturedLog.h"
 #include "support/ForkedProcess.h"
 
 namespace {
@@ -100,6 +101,7 @@ class LinuxStopRequestListenerTest : public ::testing::Test {
 };
 
 TEST_F(LinuxStopRequestListenerTest, EachKindFromAnotherProcessWakesTheWaiterOnce) {
+    CapturedLog log;
     auto listener = StopRequestListener::create(system);
 
     signalFromAnotherProcess(SIGINT);
@@ -114,8 +116,33 @@ TEST_F(LinuxStopRequestListenerTest, EachKindFromAnotherProcessWakesTheWaiterOnc
     EXPECT_EQ(2, next.get());
 
     EXPECT_EQ(0, listener->waitForEvent());
-    signalFromAnotherProcess(SIGUSR2, 5);
+    signalFromAnotherProcess(SIGUSR2);
     EXPECT_EQ(0, listener->waitForEvent());
+    listener.reset();
+
+    // Every signal is logged, absorbed ones too, though not by the handler itself.
+    const std::vector<LogLine> lines = log.lines();
+    std::vector<std::string> messages;
+    for (const LogLine& line : lines) {
+        messages.push_back(line.message);
+        if (line.message.find("has risen") != std::string::npos) {
+            EXPECT_EQ("stopRequestListenerSignalHandlerFunc", line.function);
+            EXPECT_EQ("INFO", line.level);
+        }
+    }
+    auto count = [&](const std::string& message) {
+        return std::count(messages.begin(), messages.end(), message);
+    };
+    EXPECT_EQ(1, count("SIGINT has risen"));
+    EXPECT_EQ(1, count("SIGUSR1 has risen"));
+    EXPECT_EQ(2, count("SIGUSR2 has risen"));
+    EXPECT_EQ(1, count("Wait finished Event type=simple stop"));
+    EXPECT_EQ(1, count("Wait finished Event type=stop fast"));
+    // The waiter writes what woke it before saying so.
+    const auto risen = std::find(messages.begin(), messages.end(), "SIGINT has risen");
+    const auto finished =
+        std::find(messages.begin(), messages.end(), "Wait finished Event type=simple stop");
+    EXPECT_LT(risen, finished);
 }
 
 TEST_F(LinuxStopRequestListenerTest, BothKindsBeforeTheFirstWaitLeaveNothingToWaitFor) {
