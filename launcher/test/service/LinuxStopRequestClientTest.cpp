@@ -140,7 +140,7 @@ TEST_F(LinuxStopRequestClientTest, ProcessOfAnotherUserIsNotPermitted) {
 
 TEST_F(LinuxStopRequestClientTest, PidFilePathIsReadFromTheTargetsCommandLine) {
     auto target = std::make_unique<ForkedProcess>([] {
-        execl("/bin/sh", "/bin/sh", "-c", "while :; do sleep 1; done", "----pidfile", "/run/x.pid",
+        execl("/bin/sh", "/bin/sh", "-c", "kill -STOP $$", "----pidfile", "/run/x.pid",
               static_cast<char*>(nullptr));
     });
     LinuxStopRequestClient client(os, lock, target->pid());
