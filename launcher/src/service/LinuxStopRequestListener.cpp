@@ -61,6 +61,8 @@ PreviousAction previousSlots[kPreviousSlots];
 std::atomic<int> previousSlotCounter{0};
 std::atomic<int> previousSlotOf[kStopSignalCount] = {-1, -1, -1};
 std::mutex installMutex;
+// Lets the waiter finish the lines the reporter is writing before it logs its own.
+std::mutex reportMutex;
 
 void forwardToPreviousHandler(int index, int signalNumber, siginfo_t* info, void* context) {
     const int slot = previousSlotOf[index].load(std::memory_order_acquire);
@@ -167,6 +169,7 @@ void installStopSignalHandlers(ISystemUtils& systemUtils) {
 void logRisenSignals() {
     static const wchar_t* const kRisenTexts[kStopSignalCount] = {
         L"SIGUSR1 has risen", L"SIGUSR2 has risen", L"SIGINT has risen"};
+    std::lock_guard<std::mutex> lock(reportMutex);
     for (int i = 0; i < kStopSignalCount; ++i) {
         for (unsigned n = risenCount[i].exchange(0); n > 0; --n) {
             logMessage(LogLevel::info(), L"LinuxStopRequestListener", __FILE__, __LINE__,

@@ -63,13 +63,9 @@ class LinuxStopRequestClientTest : public ::testing::Test {
   protected:
     // Reaps the target as soon as it ends, as its parent would; until then the
     // kernel keeps it visible.
+    // The reaper must be joined before the target goes.
     void reapWhenDone(ForkedProcess& target) {
         reaper = std::thread([&target] { target.join(); });
-    }
-    void TearDown() override {
-        if (reaper.joinable()) {
-            reaper.join();
-        }
     }
 
     ScopedCatalogue english;
@@ -190,6 +186,7 @@ TEST_F(LinuxStopRequestClientTest, LauncherHoldingItsPidFileBlocksAStartAndIsSto
     reapWhenDone(*launcher);
     LinuxStopRequestClient client(os, lock, launcher->pid());
     EXPECT_EQ(0, client.stopAndReport(path, true, 5000UL, false, console));
+    reaper.join();
 }
 
 // Two launchers started at once on one PID file, one of them stale: one runs, the
