@@ -2,11 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -18,151 +15,84 @@
 
 namespace {
 
-std::string contentOf(const std::wstring& path) {
-    std::ifstream in(toUtf8(path), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeText(const std::wstring& path, const std::string& text) {
-    std::ofstream(toUtf8(path), std::ios::binary) << text;
-}
-
 class LinuxFileLockTest : public ::testing::Test {
   protected:
-    // Another process that takes the lock and keeps it until it is killed.
-    std::unique_ptr<ForkedProcess> holdInAnotherProcess(const std::wstring& path,
-                                                       const std::string& content) {
-        int ready[2];
-        EXPECT_EQ(0, pipe(ready));
-        auto child = std::make_unique<ForkedProcess>([&] {
-            close(ready[0]);
-            const bool held = lock.acquire(path, content) >= 0;
-            (void)!write(ready[1], held ? "y" : "n", 1);
-            for (;;) {
-                pause();
-            }
-        });
-        close(ready[1]);
-        char answer = 0;
-        EXPECT_EQ(1, read(ready[0], &answer, 1));
-        EXPECT_EQ('y', answer);
-        close(ready[0]);
-        return child;
+    // The message of what the call throws.
+    template <typename Call>
+    std::wstring failure(Call call) {
+        try {
+            call();
+        } catch (const LauncherException& e) {
+            return e.getMessage();
+        }
+        return L"no failure";
     }
 
     ScopedCatalogue english;
     FakeSystemUtils system;
     LinuxFileLock lock{system};
-    TempDir scratch;
+    TempDir dir;
+    std::wstring path = dir.wpath("launcher.pid");
 };
 
 TEST_F(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
-    const std::wstring path = scratch.wpath("launcher.pid");
-    writeText(path, "stale content");
-    auto holder = holdInAnotherProcess(path, "4242");
-    EXPECT_EQ("4242", contentOf(path));
+    dir.write("launcher.pid", "stale content");
+    int ready[2];
+    ASSERT_EQ(0, pipe(ready));
+    ForkedProcess holder([&] {
+        (void)!write(ready[1], lock.acquire(path, "4242") >= 0 ? "y" : "n", 1);
+        for (;;) {
+            pause();
+        }
+    });
+    char answer = 0;
+    ASSERT_EQ(1, read(ready[0], &answer, 1));
+    ASSERT_EQ('y', answer);
+    EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid")));
 
     EXPECT_TRUE(lock.isLocked(path));
     EXPECT_EQ(-1, lock.acquire(path, "99"));
     EXPECT_EQ(IFileLock::DeleteResult::Locked, lock.deleteUnlessLocked(path));
-    EXPECT_EQ("4242", contentOf(path)) << "a refused acquire touched the file";
+    EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid"))) << "a refused acquire wrote";
 
     // However the owner ends, the kernel drops its lock.
-    kill(holder->pid(), SIGKILL);
-    holder->join();
+    kill(holder.pid(), SIGKILL);
+    holder.join();
     EXPECT_FALSE(lock.isLocked(path));
     const int handle = lock.acquire(path, "99");
     ASSERT_GE(handle, 0);
-    EXPECT_EQ("99", contentOf(path));
-    EXPECT_TRUE(lock.holdsFileAt(handle, path));
+    EXPECT_EQ("99", readWholeFile(dir.path("launcher.pid")));
     EXPECT_NE(0, fcntl(handle, F_GETFD) & FD_CLOEXEC) << "a child process would inherit the lock";
     lock.release(handle);
+    close(ready[0]);
+    close(ready[1]);
 }
 
-TEST_F(LinuxFileLockTest, OwnLockIsSeenThroughThePathToo) {
-    const std::wstring path = scratch.wpath("own.pid");
+TEST_F(LinuxFileLockTest, OwnLockUntilTheFileIsReplaced) {
     const int handle = lock.acquire(path, "1");
     ASSERT_GE(handle, 0);
     EXPECT_TRUE(lock.isLocked(path));
-    EXPECT_EQ(-1, lock.acquire(path, "2"));
-    EXPECT_EQ("1", contentOf(path));
+    EXPECT_TRUE(lock.holdsFileAt(handle, path));
 
-    // Deleted and written anew by someone else: no longer ours.
-    ASSERT_EQ(0, unlink(toUtf8(path).c_str()));
-    writeText(path, "3");
+    ASSERT_EQ(0, unlink(dir.path("launcher.pid").c_str()));
+    dir.write("launcher.pid", "3");
     EXPECT_FALSE(lock.holdsFileAt(handle, path));
     EXPECT_FALSE(lock.isLocked(path));
     lock.release(handle);
 }
 
-TEST_F(LinuxFileLockTest, DeleteUnlessLocked) {
-    const std::wstring path = scratch.wpath("stale.pid");
+TEST_F(LinuxFileLockTest, DeleteUnlessLockedAndFailures) {
     EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
-    writeText(path, "12");
+    dir.write("launcher.pid", "12");
     EXPECT_EQ(IFileLock::DeleteResult::Deleted, lock.deleteUnlessLocked(path));
-    EXPECT_FALSE(std::ifstream(toUtf8(path)).good());
+    EXPECT_FALSE(pathExists(dir.path("launcher.pid")));
 
-    const std::wstring directory = scratch.wpath("dir.pid");
-    mkdir(toUtf8(directory).c_str(), 0755);
-    try {
-        lock.deleteUnlessLocked(directory);
-        FAIL() << "expected LauncherException";
-    } catch (const LauncherException& e) {
-        EXPECT_EQ(L"Cannot delete file '" + directory + L"'. Error: " + system.lastError,
-                  e.getMessage());
-    }
-}
-
-TEST_F(LinuxFileLockTest, FileThatCannotBeCreatedIsAWriteError) {
-    const std::wstring path = scratch.wpath("missing/launcher.pid");
-    try {
-        lock.acquire(path, "1");
-        FAIL() << "expected LauncherException";
-    } catch (const LauncherException& e) {
-        EXPECT_EQ(20, e.getCode());
-        EXPECT_EQ(L"Cannot write file '" + path + L"'. Error: " + system.lastError, e.getMessage());
-    }
-    EXPECT_FALSE(lock.isLocked(path));
-}
-
-// Several processes clean up the same stale file and take it at the same instant:
-// exactly one of them ends up holding it.
-TEST_F(LinuxFileLockTest, OneWinnerWhenProcessesRaceForTheFile) {
-    const std::wstring path = scratch.wpath("race.pid");
-    for (int round = 0; round < 10; ++round) {
-        writeText(path, "stale");
-        int start[2];
-        int results[2];
-        ASSERT_EQ(0, pipe(start));
-        ASSERT_EQ(0, pipe(results));
-        std::vector<std::unique_ptr<ForkedProcess>> racers;
-        for (int i = 0; i < 4; ++i) {
-            racers.push_back(std::make_unique<ForkedProcess>([&, i] {
-                close(start[1]);
-                char go;
-                (void)!read(start[0], &go, 1);
-                bool won = false;
-                if (lock.deleteUnlessLocked(path) != IFileLock::DeleteResult::Locked) {
-                    won = lock.acquire(path, std::to_string(i)) >= 0;
-                }
-                (void)!write(results[1], won ? "w" : "l", 1);
-                for (;;) {
-                    pause();
-                }
-            }));
-        }
-        close(start[0]);
-        close(start[1]);  // all go at once
-        close(results[1]);
-        std::string outcome;
-        char c;
-        while (outcome.size() < racers.size() && read(results[0], &c, 1) == 1) {
-            outcome += c;
-        }
-        close(results[0]);
-        EXPECT_EQ(1, std::count(outcome.begin(), outcome.end(), 'w')) << outcome;
-        EXPECT_TRUE(lock.isLocked(path));
-    }
+    dir.mkdir("dir.pid");
+    EXPECT_EQ(L"Cannot delete file '" + dir.wpath("dir.pid") + L"'. Error: " + system.lastError,
+              failure([&] { lock.deleteUnlessLocked(dir.wpath("dir.pid")); }));
+    EXPECT_EQ(
+        L"Cannot write file '" + dir.wpath("no/launcher.pid") + L"'. Error: " + system.lastError,
+        failure([&] { lock.acquire(dir.wpath("no/launcher.pid"), "1"); }));
 }
 
 }  // namespace

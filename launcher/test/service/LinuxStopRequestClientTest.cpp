@@ -27,31 +27,25 @@ void exitWithSignalNumber(int signalNumber) {
     _exit(signalNumber);
 }
 
-// A process to stop: the setup runs first, then it waits for signals.
-std::unique_ptr<ForkedProcess> startTarget(const std::function<void()>& setup) {
+// A process to stop: the setup runs first, then it waits for signals; a stop signal
+// ends it with the signal's number unless the setup says otherwise.
+std::unique_ptr<ForkedProcess> startTarget(const std::function<void()>& setup = [] {}) {
     int ready[2];
     EXPECT_EQ(0, pipe(ready));
     auto target = std::make_unique<ForkedProcess>([&] {
-        close(ready[0]);
+        signal(SIGUSR1, exitWithSignalNumber);
+        signal(SIGUSR2, exitWithSignalNumber);
         setup();
         (void)!write(ready[1], "r", 1);
         for (;;) {
             pause();
         }
     });
-    close(ready[1]);
     char c = 0;
     EXPECT_EQ(1, read(ready[0], &c, 1));
     close(ready[0]);
+    close(ready[1]);
     return target;
-}
-
-// Ends with the number of the stop signal it gets.
-std::unique_ptr<ForkedProcess> startStoppableTarget() {
-    return startTarget([] {
-        signal(SIGUSR1, exitWithSignalNumber);
-        signal(SIGUSR2, exitWithSignalNumber);
-    });
 }
 
 bool stillRunning(ForkedProcess& process) {
@@ -61,30 +55,36 @@ bool stillRunning(ForkedProcess& process) {
 
 class LinuxStopRequestClientTest : public ::testing::Test {
   protected:
-    // Reaps the target as soon as it ends, as its parent would; until then the
-    // kernel keeps it visible.
-    // The reaper must be joined before the target goes.
-    void reapWhenDone(ForkedProcess& target) {
-        reaper = std::thread([&target] { target.join(); });
+    int32_t stop(ForkedProcess& target, const std::wstring& pidFile, bool pidFromPidFile,
+                 unsigned long timeout) {
+        // A target stays visible until reaped, as its parent would do at once.
+        std::thread reaper([&] { target.join(); });
+        const int32_t code = LinuxStopRequestClient(os, lock, target.pid())
+                                 .stopAndReport(pidFile, pidFromPidFile, timeout, false, console);
+        if (code != 0) {
+            kill(target.pid(), SIGKILL);
+        }
+        reaper.join();
+        return code;
     }
+    std::wstring pidText(ForkedProcess& target) { return std::to_wstring(target.pid()); }
 
     ScopedCatalogue english;
     IOsUtilsFactory& os = getOsUtilsFactory();
     IFileLock& lock = getFileLock();
     FakeConsole console;
-    std::thread reaper;
+    TempDir dir;
+    std::wstring pidFile = dir.wpath("launcher.pid");
 };
 
 TEST_F(LinuxStopRequestClientTest, SimpleAndFastStopsSendTheirOwnSignals) {
     for (const bool fast : {false, true}) {
-        auto target = startStoppableTarget();
+        auto target = startTarget();
         LinuxStopRequestClient client(os, lock, target->pid());
         EXPECT_TRUE(client.isRunning());
         EXPECT_EQ(StopRequestClient::kStoppedGracefully, client.askToStop(fast));
         const int status = target->join();
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(fast ? 12 : 10, WEXITSTATUS(status));
-
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == (fast ? 12 : 10));
         EXPECT_FALSE(client.isRunning());
         EXPECT_EQ(StopRequestClient::kNotFound, client.askToStop(fast));
     }
@@ -93,23 +93,13 @@ TEST_F(LinuxStopRequestClientTest, SimpleAndFastStopsSendTheirOwnSignals) {
     EXPECT_EQ(StopRequestClient::kNotFound, LinuxStopRequestClient(os, lock, -1).askToStop(true));
 }
 
-TEST_F(LinuxStopRequestClientTest, StopModeAgainstRealProcesses) {
-    auto graceful = startStoppableTarget();
-    reapWhenDone(*graceful);
-    LinuxStopRequestClient first(os, lock, graceful->pid());
-    EXPECT_EQ(0, first.stopAndReport(L"", false, 5000UL, false, console));
-    EXPECT_EQ(L"Launcher with PID=" + std::to_wstring(graceful->pid()) + L" stopped gracefully\n",
-              console.err());
-    reaper.join();
-
+TEST_F(LinuxStopRequestClientTest, TargetIgnoringTheStopIsKilledAfterTheTimeout) {
     auto stubborn = startTarget([] { signal(SIGUSR1, SIG_IGN); });
-    console = FakeConsole();
-    LinuxStopRequestClient second(os, lock, stubborn->pid());
     const auto started = std::chrono::steady_clock::now();
-    EXPECT_EQ(0, second.stopAndReport(L"", false, 300UL, false, console));
+    EXPECT_EQ(0, LinuxStopRequestClient(os, lock, stubborn->pid())
+                     .stopAndReport(L"", false, 300UL, false, console));
     EXPECT_GE(std::chrono::steady_clock::now() - started, 300ms);
-    EXPECT_EQ(L"Launcher with PID=" + std::to_wstring(stubborn->pid()) + L" was forced to stop\n",
-              console.err());
+    EXPECT_EQ(L"Launcher with PID=" + pidText(*stubborn) + L" was forced to stop\n", console.err());
     const int status = stubborn->join();
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
 }
@@ -118,28 +108,26 @@ TEST_F(LinuxStopRequestClientTest, ProcessOfAnotherUserIsNotPermitted) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs root to act as another user";
     }
-    auto target = startStoppableTarget();
-    const pid_t pid = target->pid();
+    auto target = startTarget();
     const ChildResult result = runInChild([&] {
         if (setuid(65534) != 0) {
             return std::string("setuid failed");
         }
-        FakeConsole childConsole;
-        LinuxStopRequestClient client(os, lock, pid);
-        const int code = client.stopAndReport(L"", false, 100UL, false, childConsole);
-        return std::to_string(code) + "|" + toUtf8(childConsole.err());
+        const int code = LinuxStopRequestClient(os, lock, target->pid())
+                             .stopAndReport(L"", false, 100UL, false, console);
+        return std::to_string(code) + "|" + toUtf8(console.err());
     });
-    EXPECT_EQ("12|Launcher is not permitted to stop process with PID=" + std::to_string(pid),
+    EXPECT_EQ("12|Launcher is not permitted to stop process with PID=" + toUtf8(pidText(*target)),
               result.output);
     EXPECT_TRUE(stillRunning(*target));
 }
 
 TEST_F(LinuxStopRequestClientTest, PidFilePathIsReadFromTheTargetsCommandLine) {
-    auto target = std::make_unique<ForkedProcess>([] {
+    ForkedProcess target([] {
         execl("/bin/sh", "/bin/sh", "-c", "kill -STOP $$", "----pidfile", "/run/x.pid",
               static_cast<char*>(nullptr));
     });
-    LinuxStopRequestClient client(os, lock, target->pid());
+    LinuxStopRequestClient client(os, lock, target.pid());
     std::wstring found;
     for (int i = 0; i < 200 && found.empty(); ++i) {
         std::this_thread::sleep_for(10ms);
@@ -147,53 +135,40 @@ TEST_F(LinuxStopRequestClientTest, PidFilePathIsReadFromTheTargetsCommandLine) {
     }
     EXPECT_EQ(L"/run/x.pid", found);
     EXPECT_EQ(L"/bin/sh", client.getCommandLine().at(0));
-
-    kill(target->pid(), SIGKILL);
-    target->join();
+    kill(target.pid(), SIGKILL);
+    target.join();
     EXPECT_TRUE(client.getCommandLine().empty());
 }
 
-// A number in a PID file that no launcher holds any more may be anyone's by now.
-TEST_F(LinuxStopRequestClientTest, StrangerNamedInAStalePidFileIsLeftAlone) {
-    TempDir dir;
-    auto stranger = startStoppableTarget();
-    dir.write("launcher.pid", std::to_string(stranger->pid()));
-
-    LinuxStopRequestClient client(os, lock, stranger->pid());
-    EXPECT_EQ(11, client.stopAndReport(dir.wpath("launcher.pid"), true, 100UL, false, console));
-    EXPECT_NO_THROW(
-        StopRequestClient::checkClientLauncherIsNotRunning(os, lock, dir.wpath("launcher.pid")));
+// A number in a PID file that no launcher holds may be anyone's by now: it neither
+// blocks a start nor gets signalled. One that a launcher holds does both.
+TEST_F(LinuxStopRequestClientTest, PidFileCountsOnlyWhileALauncherHoldsIt) {
+    auto stranger = startTarget();
+    dir.write("launcher.pid", toUtf8(pidText(*stranger)));
+    EXPECT_EQ(11, LinuxStopRequestClient(os, lock, stranger->pid())
+                      .stopAndReport(pidFile, true, 100UL, false, console));
+    EXPECT_NO_THROW(StopRequestClient::checkClientLauncherIsNotRunning(os, lock, pidFile));
     EXPECT_FALSE(pathExists(dir.path("launcher.pid")));
     std::this_thread::sleep_for(50ms);
     EXPECT_TRUE(stillRunning(*stranger)) << "the stranger got a stop signal";
-}
 
-TEST_F(LinuxStopRequestClientTest, LauncherHoldingItsPidFileBlocksAStartAndIsStopped) {
-    TempDir dir;
-    const std::wstring path = dir.wpath("launcher.pid");
     auto launcher = startTarget([&] {
-        signal(SIGUSR1, exitWithSignalNumber);
-        static PidFile pidFile(getOsUtilsFactory(), getFileLock(), path);
-        pidFile.savePid();
+        static PidFile own(getOsUtilsFactory(), getFileLock(), pidFile);
+        own.savePid();
     });
     try {
-        StopRequestClient::checkClientLauncherIsNotRunning(os, lock, path);
-        FAIL() << "expected LauncherException";
+        StopRequestClient::checkClientLauncherIsNotRunning(os, lock, pidFile);
+        ADD_FAILURE() << "a start beside a running launcher was allowed";
     } catch (const LauncherException& e) {
         EXPECT_EQ(3, e.getCode());
     }
-
-    reapWhenDone(*launcher);
-    LinuxStopRequestClient client(os, lock, launcher->pid());
-    EXPECT_EQ(0, client.stopAndReport(path, true, 5000UL, false, console));
-    reaper.join();
+    EXPECT_EQ(0, stop(*launcher, pidFile, true, 5000UL));
+    EXPECT_NE(std::wstring::npos, console.err().find(L" stopped gracefully\n"));
 }
 
-// Two launchers started at once on one PID file, one of them stale: one runs, the
-// other is refused with code 3.
+// Two launchers started at once on one PID file, a stale one: one runs, the other is
+// refused with code 3.
 TEST_F(LinuxStopRequestClientTest, TwoStartsAtTheSameInstant) {
-    TempDir dir;
-    const std::wstring path = dir.wpath("launcher.pid");
     for (int round = 0; round < 5; ++round) {
         dir.write("launcher.pid", "999999");
         int start[2];
@@ -204,13 +179,12 @@ TEST_F(LinuxStopRequestClientTest, TwoStartsAtTheSameInstant) {
         for (int i = 0; i < 2; ++i) {
             launchers.push_back(std::make_unique<ForkedProcess>([&] {
                 close(start[1]);
-                char go;
-                (void)!read(start[0], &go, 1);
-                char outcome = 'x';
+                char outcome = 'r';
+                (void)!read(start[0], &outcome, 1);
                 try {
-                    StopRequestClient::checkClientLauncherIsNotRunning(os, lock, path);
-                    static PidFile pidFile(os, lock, path);
-                    pidFile.savePid();
+                    StopRequestClient::checkClientLauncherIsNotRunning(os, lock, pidFile);
+                    static PidFile own(os, lock, pidFile);
+                    own.savePid();
                     outcome = 'r';
                 } catch (const LauncherException& e) {
                     outcome = static_cast<char>('0' + e.getCode());
@@ -222,13 +196,11 @@ TEST_F(LinuxStopRequestClientTest, TwoStartsAtTheSameInstant) {
             }));
         }
         close(start[0]);
-        close(start[1]);
+        close(start[1]);  // all go at once
         close(results[1]);
-        std::string outcomes;
-        char c;
-        while (outcomes.size() < 2 && read(results[0], &c, 1) == 1) {
-            outcomes += c;
-        }
+        std::string outcomes(2, ' ');
+        EXPECT_EQ(1, read(results[0], &outcomes[0], 1));
+        EXPECT_EQ(1, read(results[0], &outcomes[1], 1));
         close(results[0]);
         std::sort(outcomes.begin(), outcomes.end());
         EXPECT_EQ("3r", outcomes);

@@ -14,22 +14,17 @@
 
 namespace {
 
-const std::wstring kPidFile = L"/run/launcher/l.pid";
+const std::wstring kPidFile = L"/run/l.pid";
 
-// A target process as a test scripts it.
+// A target process as a test scripts it: process 77.
 class ScriptedTarget : public StopRequestClient {
   public:
     using StopRequestClient::StopRequestClient;
 
-    bool isRunning() override {
-        if (pollsWhileRunning < 0) {
-            return true;
-        }
-        return pollsWhileRunning-- > 0;
-    }
+    bool isRunning() override { return pollsWhileRunning < 0 || pollsWhileRunning-- > 0; }
     std::vector<std::wstring> getCommandLine() override { return commandLine; }
-    int askToStop(bool fast) override {
-        asked.push_back(fast);
+    int askToStop(bool) override {
+        ++asked;
         return askResult;
     }
     int terminateProcess() override {
@@ -42,116 +37,93 @@ class ScriptedTarget : public StopRequestClient {
     int pollsWhileRunning = -1;  // below 0: runs for ever
     int terminateResult = kKilled;
     std::vector<std::wstring> commandLine;
-    std::vector<bool> asked;
+    int asked = 0;
     int terminations = 0;
 };
 
 class StopRequestClientTest : public ::testing::Test {
   protected:
-    StopRequestClientTest() { os.files.addDirectory(L"/run/launcher"); }
+    StopRequestClientTest() { os.files.addDirectory(L"/run"); }
 
-    int32_t stop(const std::wstring& pidFile = L"", SimpleOptional<unsigned long> timeout = {},
-                 bool pidFromPidFile = false) {
-        return target.stopAndReport(pidFile, pidFromPidFile, timeout, false, console);
+    // The exit code and what the user read on standard error.
+    std::pair<int32_t, std::wstring> stop(const std::wstring& pidFile,
+                                          SimpleOptional<unsigned long> timeout,
+                                          bool pidFromPidFile = false) {
+        FakeConsole console;
+        const int32_t code = target.stopAndReport(pidFile, pidFromPidFile, timeout, false, console);
+        return {code, console.err()};
     }
-    void check() { StopRequestClient::checkClientLauncherIsNotRunning(os, lock, kPidFile); }
+    // What checkClientLauncherIsNotRunning threw: code and message, or "started".
+    std::wstring check() {
+        try {
+            StopRequestClient::checkClientLauncherIsNotRunning(os, lock, kPidFile);
+        } catch (const LauncherException& e) {
+            return std::to_wstring(e.getCode()) + L" " + e.getMessage();
+        }
+        return L"started";
+    }
 
     ScopedCatalogue english;
     CapturedLog log;
     FakeOsUtilsFactory os;
     FakeFileLock lock{os.files};
-    FakeConsole console;
     ScriptedTarget target{os, lock};
 };
 
-TEST_F(StopRequestClientTest, TargetThatCannotBeSignalledIsFinal) {
+TEST_F(StopRequestClientTest, EachOutcomeHasItsTextAndExitCode) {
     target.askResult = StopRequestClient::kNotFound;
-    EXPECT_EQ(11, stop(L"", 5000UL));
-    EXPECT_EQ(L"Launcher with PID=77 not found, nothing was stopped\n", console.err());
-
-    console = FakeConsole();
+    EXPECT_EQ(
+        std::make_pair(11, std::wstring(L"Launcher with PID=77 not found, nothing was stopped\n")),
+        stop(L"", 5000UL));
     target.askResult = StopRequestClient::kNotPermitted;
-    EXPECT_EQ(12, stop(L"", 5000UL));
-    EXPECT_EQ(L"Launcher is not permitted to stop process with PID=77", console.err());
-
+    EXPECT_EQ(
+        std::make_pair(12, std::wstring(L"Launcher is not permitted to stop process with PID=77")),
+        stop(L"", 5000UL));
     target.askResult = 9;
-    console = FakeConsole();
-    EXPECT_EQ(21, stop());
-    EXPECT_EQ(L"", console.err());
+    EXPECT_EQ(std::make_pair(21, std::wstring()), stop(L"", 5000UL));
     EXPECT_TRUE(os.process.sleeps.empty());
-    EXPECT_EQ(0, target.terminations);
-}
 
-TEST_F(StopRequestClientTest, GracefulStopIsPolledEveryHundredMillisecondsWithoutLimit) {
-    target.pollsWhileRunning = 25;
-    EXPECT_EQ(0, stop(kPidFile));
-    EXPECT_EQ(L"Launcher with PID=77 stopped gracefully\n", console.err());
-    EXPECT_EQ(std::vector<long>(25, 100), os.process.sleeps);
-    EXPECT_EQ(0, target.terminations);
-    EXPECT_EQ(std::vector<bool>{false}, target.asked);
-    std::vector<std::string> waiting;
-    for (const LogLine& line : log.lines()) {
-        if (line.message.rfind("Waiting for process to stop", 0) == 0) {
-            waiting.push_back(line.message);
-        }
-    }
-    ASSERT_EQ(25u, waiting.size());
-    EXPECT_EQ("Waiting for process to stop millisecondsElapsed=2400", waiting.back());
-    EXPECT_EQ("INFO", log.only("Asked process to stop gracefully millisecondsElapsed=2500").level);
-}
-
-TEST_F(StopRequestClientTest, TargetStillRunningAfterTheTimeoutIsKilled) {
-    EXPECT_EQ(0, stop(L"", 250UL));
-    EXPECT_EQ(L"Launcher with PID=77 was forced to stop\n", console.err());
+    target.askResult = StopRequestClient::kStillRunning;
+    target.terminateResult = StopRequestClient::kStillRunning;
+    EXPECT_EQ(std::make_pair(12, std::wstring(L"Launcher with PID=77 is still exist regardless of "
+                                              L"killing attempt\n")),
+              stop(L"", 250UL));
     EXPECT_EQ(std::vector<long>(3, 100), os.process.sleeps);
     EXPECT_EQ(1, target.terminations);
+}
 
-    // A timeout of 0 kills at once.
-    os.process.sleeps.clear();
-    console = FakeConsole();
-    EXPECT_EQ(0, stop(L"", 0UL));
-    EXPECT_TRUE(os.process.sleeps.empty());
-
-    console = FakeConsole();
-    target.terminateResult = StopRequestClient::kStillRunning;
-    EXPECT_EQ(12, stop(L"", 100UL));
-    EXPECT_EQ(L"Launcher with PID=77 is still exist regardless of killing attempt\n",
-              console.err());
+TEST_F(StopRequestClientTest, WithoutTimeoutItPollsUntilTheTargetIsGoneAndNeverKills) {
+    target.pollsWhileRunning = 25;
+    EXPECT_EQ(std::make_pair(0, std::wstring(L"Launcher with PID=77 stopped gracefully\n")),
+              stop(kPidFile, {}));
+    EXPECT_EQ(std::vector<long>(25, 100), os.process.sleeps);
+    EXPECT_EQ(0, target.terminations);
+    EXPECT_EQ(25u, log.countStartingWith("Waiting for process to stop millisecondsElapsed="));
+    EXPECT_EQ(1u, log.withMessage("Waiting for process to stop millisecondsElapsed=2400").size());
+    EXPECT_EQ("INFO", log.only("Asked process to stop gracefully millisecondsElapsed=2500").level);
 }
 
 TEST_F(StopRequestClientTest, KilledTargetsPidFileIsCleanedUp) {
     os.files.addFile(kPidFile, "77");
-    lock.lockedByOthers.insert(kPidFile);
-    EXPECT_EQ(0, stop(kPidFile, 0UL, true));
     EXPECT_EQ(L"Launcher with PID=77 was forced to stop and its PID-file was removed\n",
-              console.err());
+              stop(kPidFile, 0UL).second);
+    EXPECT_TRUE(os.process.sleeps.empty());
     EXPECT_FALSE(os.files.hasFile(kPidFile));
     EXPECT_EQ(
-        "INFO",
-        log.only("PID-file of another instance was removed pidFilePath=" + toUtf8(kPidFile)).level);
+        1u,
+        log.withMessage("PID-file of another instance was removed pidFilePath=/run/l.pid").size());
 
-    console = FakeConsole();
     os.files.addDirectory(kPidFile);
-    EXPECT_EQ(0, stop(kPidFile, 0UL));
-    EXPECT_EQ(L"Launcher with PID=77 was forced to stop but its PID-file was not removed\n",
-              console.err());
-
-    console = FakeConsole();
+    const std::wstring notRemoved =
+        L"Launcher with PID=77 was forced to stop but its PID-file was not removed\n";
+    EXPECT_EQ(notRemoved, stop(kPidFile, 0UL).second);
     os.files.addFile(L"/run/other.pid", "77");
     os.files.failOn(L"/run/other.pid");
-    EXPECT_EQ(0, stop(L"/run/other.pid", 0UL));
-    EXPECT_EQ(L"Launcher with PID=77 was forced to stop but its PID-file was not removed\n",
-              console.err());
-
-    // Nothing to say about a file that is not there.
-    console = FakeConsole();
-    EXPECT_EQ(0, stop(L"/run/gone.pid", 0UL));
-    EXPECT_EQ(L"Launcher with PID=77 was forced to stop\n", console.err());
+    EXPECT_EQ(notRemoved, stop(L"/run/other.pid", 0UL).second);
+    EXPECT_EQ(L"Launcher with PID=77 was forced to stop\n", stop(L"/run/gone.pid", 0UL).second);
 }
 
 TEST_F(StopRequestClientTest, PidFileOfTheTargetIsFoundOnlyAfterFourDashes) {
-    target.commandLine = {L"/opt/launcher", L"start", L"----pidfile", kPidFile};
-    EXPECT_EQ(kPidFile, target.getPidFilePath());
     target.commandLine = {L"/opt/launcher", L"start", L"--pidfile", kPidFile};
     EXPECT_EQ(L"", target.getPidFilePath());
     target.commandLine = {L"/opt/launcher", L"----pidfile"};
@@ -160,78 +132,49 @@ TEST_F(StopRequestClientTest, PidFileOfTheTargetIsFoundOnlyAfterFourDashes) {
     EXPECT_EQ(L"", target.getPidFilePath());
     EXPECT_EQ(1u, log.withMessage("Cannot read pid file path of another instance").size());
 
-    // Found that way, it is cleaned up after a kill.
-    target.commandLine = {L"/opt/launcher", L"----pidfile", kPidFile};
+    target.commandLine = {L"/opt/launcher", L"start", L"----pidfile", kPidFile};
     os.files.addFile(kPidFile, "77");
-    EXPECT_EQ(0, stop(L"", 0UL));
     EXPECT_EQ(L"Launcher with PID=77 was forced to stop and its PID-file was removed\n",
-              console.err());
+              stop(L"", 0UL).second);
 }
 
 TEST_F(StopRequestClientTest, PidFileNoLauncherHoldsSendsNoSignal) {
     os.files.addFile(kPidFile, "77");
-    EXPECT_EQ(11, stop(kPidFile, 1000UL, true));
-    EXPECT_TRUE(target.asked.empty());
-    EXPECT_EQ(L"Launcher with PID=77 not found, nothing was stopped\n", console.err());
-
-    // The same number given directly is believed.
+    EXPECT_EQ(11, stop(kPidFile, 1000UL, true).first);
+    EXPECT_EQ(0, target.asked);
+    // The same number given with --pid is believed.
     target.pollsWhileRunning = 0;
-    EXPECT_EQ(0, stop(kPidFile, 1000UL, false));
-    EXPECT_EQ(1u, target.asked.size());
+    EXPECT_EQ(0, stop(kPidFile, 1000UL, false).first);
+    EXPECT_EQ(1, target.asked);
 }
 
 TEST_F(StopRequestClientTest, CheckBeforeStartKeepsOnlyAFileARunningLauncherHolds) {
-    check();
-    EXPECT_EQ(1u, log.withMessage("Old PID-file is absent pidFilePath=" + toUtf8(kPidFile)).size());
+    EXPECT_EQ(L"started", check());
+    EXPECT_EQ(1u, log.withMessage("Old PID-file is absent pidFilePath=/run/l.pid").size());
 
-    os.files.addFile(kPidFile, "12\n");
-    check();
-    EXPECT_FALSE(os.files.hasFile(kPidFile));
+    // Bad format, a dead process, a live one that is no launcher: all stale.
+    os.files.addFile(L"/proc/12/status", "Name: bash");
+    for (const char* content : {"12\n", "13", "12"}) {
+        os.files.addFile(kPidFile, content);
+        EXPECT_EQ(L"started", check());
+        EXPECT_FALSE(os.files.hasFile(kPidFile)) << content;
+    }
     EXPECT_EQ(1u, log.withMessage("PID-file exists and has unsupported format, delete it "
-                                  "formatError=\"Illegal characters in PID file '" +
-                                  toUtf8(kPidFile) + "'\", pidFilePath=" + toUtf8(kPidFile))
+                                  "formatError=\"Illegal characters in PID file '/run/l.pid'\", "
+                                  "pidFilePath=/run/l.pid")
                       .size());
 
     os.files.addFile(kPidFile, "12");
-    check();
-    EXPECT_FALSE(os.files.hasFile(kPidFile)) << "a file of a dead process was kept";
-
-    // Process 12 exists, but no launcher holds the file: the number was reused.
-    os.files.addFile(L"/proc/12/status", "Name: bash");
-    os.files.addFile(kPidFile, "12");
-    check();
-    EXPECT_FALSE(os.files.hasFile(kPidFile)) << "a stranger's number blocked the start";
-
-    os.files.addFile(kPidFile, "12");
     lock.lockedByOthers.insert(kPidFile);
-    try {
-        check();
-        FAIL() << "expected LauncherException";
-    } catch (const LauncherException& e) {
-        EXPECT_EQ(3, e.getCode());
-        EXPECT_EQ(L"PID file exists and the process with PID referenced there is running",
-                  e.getMessage());
-    }
+    EXPECT_EQ(L"3 PID file exists and the process with PID referenced there is running", check());
     EXPECT_EQ("12", os.files.contentOf(kPidFile));
-}
 
-TEST_F(StopRequestClientTest, PidFileThatCannotBeDeletedRefusesTheStart) {
-    os.files.addFile(kPidFile, "12");
+    lock.lockedByOthers.clear();
     os.files.failOn(kPidFile);
-    try {
-        check();
-        FAIL() << "expected LauncherException";
-    } catch (const LauncherException& e) {
-        EXPECT_EQ(3, e.getCode());
-        EXPECT_EQ(L"PID file '" + kPidFile + L"' exists and cannot be deleted. Error: " +
-                      L"Cannot delete file '" + kPidFile + L"'. Error: (13) Permission denied",
-                  e.getMessage());
-    }
-    EXPECT_EQ(1u,
-              log.withMessage("PID-file access error, delete it exception=\"Cannot read file '" +
-                              toUtf8(kPidFile) + "'. Error: (13) Permission denied\", " +
-                              "pidFilePath=" + toUtf8(kPidFile))
-                  .size());
+    EXPECT_EQ(
+        L"3 PID file '/run/l.pid' exists and cannot be deleted. Error: Cannot delete file "
+        L"'/run/l.pid'. Error: (13) Permission denied",
+        check());
 }
 
 }  // namespace

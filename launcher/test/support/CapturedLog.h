@@ -35,6 +35,13 @@ class CapturedLog {
         }
         return found;
     }
+    size_t countStartingWith(const std::string& prefix) {
+        size_t count = 0;
+        for (const LogLine& line : lines()) {
+            count += line.message.rfind(prefix, 0) == 0 ? 1 : 0;
+        }
+        return count;
+    }
     // The one line with this message; an empty line when there is not exactly one.
     LogLine only(const std::string& message) {
         std::vector<LogLine> found = withMessage(message);
