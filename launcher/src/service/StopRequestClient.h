@@ -12,7 +12,7 @@ class IOsUtilsFactory;
 
 // Stop mode: asks another launcher to stop, waits for it and kills it when it takes
 // longer than allowed. Before a start it makes sure no launcher owns the PID file.
-// The process-specific steps are left to the subclass for one target process.
+// What depends on the operating system is left to the subclass for one target process.
 class StopRequestClient {
   public:
     // Outcomes of the steps against the target.
