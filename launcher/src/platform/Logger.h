@@ -71,19 +71,35 @@ void appendPairs(std::wstring& out, bool first, const K& key, const V& value, co
 std::wstring widenAscii(const char* text);
 }  // namespace logdetail
 
-// One log entry: the message unchanged, then " key=value, key=value...".
+// One log entry written to the given logger: the message unchanged, then
+// " key=value, key=value...". The logState operations take their logger as an
+// argument, so tests can hand them one of their own.
+template <typename... KeyValues>
+void logTo(ILogger& logger, const std::wstring& level, const wchar_t* className,
+           const char* fileName, int line, const char* functionName, const std::wstring& message,
+           const KeyValues&... keyValues) {
+    static_assert(sizeof...(KeyValues) % 2 == 0, "log pairs come as key, value");
+    std::wstring text = message;
+    logdetail::appendPairs(text, true, keyValues...);
+    logger.log(level, className, logdetail::widenAscii(fileName).c_str(), line,
+               logdetail::widenAscii(functionName).c_str(), text);
+}
+
+// One log entry to the process logger; nothing is built while logging is off.
 template <typename... KeyValues>
 void logMessage(const std::wstring& level, const wchar_t* className, const char* fileName, int line,
                 const char* functionName, const std::wstring& message,
                 const KeyValues&... keyValues) {
-    static_assert(sizeof...(KeyValues) % 2 == 0, "log pairs come as key, value");
     if (!isLoggingEnabled()) {
         return;
     }
-    std::wstring text = message;
-    logdetail::appendPairs(text, true, keyValues...);
-    getLogger().log(level, className, logdetail::widenAscii(fileName).c_str(), line,
-                    logdetail::widenAscii(functionName).c_str(), text);
+    logTo(getLogger(), level, className, fileName, line, functionName, message, keyValues...);
+}
+
+// Adds " key=value" (", key=value" after the first pair) for pairs known only at run time.
+inline void appendLogPair(std::wstring& text, bool first, const std::wstring& key,
+                          const std::wstring& value) {
+    logdetail::appendPairs(text, first, key, value);
 }
 
 // The usual call sites: class name, message, then key/value pairs.
@@ -93,3 +109,9 @@ void logMessage(const std::wstring& level, const wchar_t* className, const char*
     logMessage(LogLevel::warn(), className, __FILE__, __LINE__, __func__, __VA_ARGS__)
 #define LOG_ERROR(className, ...) \
     logMessage(LogLevel::error(), className, __FILE__, __LINE__, __func__, __VA_ARGS__)
+#define LOG_INFO_TO(logger, className, ...) \
+    logTo(logger, LogLevel::info(), className, __FILE__, __LINE__, __func__, __VA_ARGS__)
+#define LOG_WARN_TO(logger, className, ...) \
+    logTo(logger, LogLevel::warn(), className, __FILE__, __LINE__, __func__, __VA_ARGS__)
+#define LOG_ERROR_TO(logger, className, ...) \
+    logTo(logger, LogLevel::error(), className, __FILE__, __LINE__, __func__, __VA_ARGS__)
