@@ -387,6 +387,27 @@ TEST_F(DaemonThroughLauncherTest, StartMethodThatReturnsAtOnceEndsWithZeroWithou
     EXPECT_LT(findMessage(messages, "Normal exit exitCode=0"), messages.size());
 }
 
+TEST_F(DaemonThroughLauncherTest, FastStopWithoutStopFastWaitsForASimpleStop) {
+    ProcessRunner::Running running = launcher("contract.SvcSimpleOnly").start();
+    ASSERT_TRUE(waitForStart(running.pid())) << logText();
+    ASSERT_TRUE(running.signal(SIGUSR2));
+    // Both requests at once would leave the loop with nothing to do, so the second
+    // one waits until the first was turned down.
+    ASSERT_TRUE(eventually([&] {
+        return findMessage(log(), "Service stop method not fount.") < log().size();
+    })) << logText();
+    EXPECT_FALSE(report().has("stop"));
+
+    ASSERT_TRUE(running.signal(SIGUSR1));
+    ProcessRunner::Result result = running.wait();
+    EXPECT_EQ(0, result.exitCode) << result.err << logText();
+    EXPECT_EQ("launcher-stop-thread", report().value("stop")) << report().text();
+    const std::vector<std::string> messages = log();
+    const size_t refused = findMessage(messages, "Service stop method not fount.");
+    EXPECT_LT(findMessage(messages, "Got an event. stopType=stop fast"), refused);
+    EXPECT_LT(refused, findMessage(messages, "Got an event. stopType=simple stop", refused));
+}
+
 TEST_F(DaemonThroughLauncherTest, SystemExitInJavaEndsTheLauncherWithTheJvmCode) {
     ProcessRunner::Result result =
         launcher("contract.SvcService", {"--jvmopt", "-Dsvc.start=exit:42"}).run();
