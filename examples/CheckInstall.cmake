@@ -1,0 +1,30 @@
+# Installs the build into a scratch prefix as a user would and checks the
+# layout: the launcher and its inventory library alone and side by side in bin/,
+# and the heartbeat component as an instance directory of its own.
+# Arguments: -DBUILD_DIR=<build tree> -DPREFIX=<scratch directory>.
+file(REMOVE_RECURSE ${PREFIX})
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGN} failed (${result}):\n${out}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX}/launcher)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --component heartbeat --prefix ${PREFIX}/heartbeat)
+
+file(GLOB_RECURSE installed RELATIVE ${PREFIX} LIST_DIRECTORIES true ${PREFIX}/*)
+list(SORT installed)
+set(expected
+  heartbeat heartbeat/launcher.yml heartbeat/lib heartbeat/lib/heartbeat.jar heartbeat/logs
+  launcher launcher/bin launcher/bin/launcher launcher/bin/libinventory.so)
+if(NOT installed STREQUAL expected)
+  message(FATAL_ERROR "Installed:\n  ${installed}\nexpected:\n  ${expected}")
+endif()
+
+run(${PREFIX}/launcher/bin/launcher --version)
+if(NOT output STREQUAL "Version 3.10.5+8\n")
+  message(FATAL_ERROR "The installed launcher answers --version with '${output}'")
+endif()
