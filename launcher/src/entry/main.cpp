@@ -13,11 +13,16 @@
 #include "discovery/ReleaseFileJavaChecker.h"
 #include "entry/LauncherCliArgs.h"
 #include "platform/IConsole.h"
+#include "platform/IFileLock.h"
 #include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 #include "platform/TextConversion.h"
+#include "service/Daemon.h"
+#include "service/IService.h"
+#include "service/LinuxService.h"
+#include "service/LinuxStopRequestClient.h"
 
 // Every line the entry point logs names "main" as its class and its function,
 // wherever in this file it is written.
@@ -39,16 +44,30 @@ int rejectCommandLine(const LauncherCliArgs& args, IConsole& console) {
     return LauncherException::kCommandLine;
 }
 
-// The stop client is not part of this build; failing here is better than
-// claiming a launcher was stopped.
-int runStop(const LauncherParameters&, IConsole&) {
-    throw std::logic_error("Stop mode is not available in this build");
+// Stop mode: asks the other launcher to stop; the log line goes first, before
+// the request is actually sent.
+int runStop(IOsUtilsFactory& os, const LauncherCliArgs& args, const LauncherParameters& parameters,
+            IConsole& console) {
+    const SimpleOptional<unsigned long>& timeout = parameters.getStopTimeoutMillis();
+    const std::wstring timeoutText =
+        timeout.hasValue() ? toText(timeout.value()) : std::wstring(L"IsNotSet");
+    MAIN_LOG(LogLevel::info(), LocalizationSupport::getText("IDS_ANOTHER_ASKED_TO_STOP"),
+             L"pidToStop", parameters.getPidToStop(), L"timeoutMillis", timeoutText);
+    LinuxStopRequestClient client(os, getFileLock(), parameters.getPidToStop());
+    return client.stopAndReport(parameters.getPidFilePath(), args.getPidToStop() <= 0, timeout,
+                                parameters.isFast(), console);
 }
 
-// The configuration, the JVM and the service routine are not part of this
-// build; failing here is better than claiming a service ran.
-int runStart(const LauncherParameters&, IConsole&) {
-    throw std::logic_error("Start mode is not available in this build");
+int runStart(IOsUtilsFactory& os, const LauncherCliArgs& args, const LauncherParameters& parameters,
+             IConsole& console) {
+    if (!parameters.getPidFilePath().empty()) {
+        StopRequestClient::checkClientLauncherIsNotRunning(os, getFileLock(),
+                                                           parameters.getPidFilePath());
+    }
+    Daemon daemon(os, parameters, console);
+    LinuxService service(daemon, args.isDaemon(), os.getSystemUtils());
+    setCurrentService(&service);
+    return service.run();
 }
 
 // A launcher.yml that cannot be read ends the run before anything else is
@@ -111,9 +130,9 @@ int runStartOrStop(IOsUtilsFactory& os, const std::wstring& startupTime,
 
     int exitCode = 0;
     if (args.isStop()) {
-        exitCode = runStop(*parameters, console);
+        exitCode = runStop(os, args, *parameters, console);
     } else if (args.isStart()) {
-        exitCode = runStart(*parameters, console);
+        exitCode = runStart(os, args, *parameters, console);
     }
     MAIN_LOG(LogLevel::info(), LocalizationSupport::getText("IDS_NORMAL_EXIT"), L"exitCode",
              exitCode);

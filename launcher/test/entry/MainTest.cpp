@@ -261,10 +261,16 @@ TEST(MainTest, BrokenLauncherYmlIsPrintedAndTheLogHoldsOnlyTheArguments) {
         syntax.out);
 }
 
-TEST(MainTest, StopStillFailsHonestlyUntilItExists) {
-    ProcessRunner::Result stop = launcher({"stop", "--pid", "999999"});
-    EXPECT_EQ(21, stop.exitCode);
-    EXPECT_EQ("Stop mode is not available in this build\n", stop.err);
+TEST(MainTest, StoppingAProcessThatDoesNotExistFindsNothing) {
+    TempDir dir;
+    ProcessRunner::Result stop =
+        launcher({"stop", "--pid", "999999", "--clog", dir.path("stop.log")});
+    EXPECT_EQ(11, stop.exitCode);
+    EXPECT_EQ("Launcher with PID=999999 not found, nothing was stopped\n", stop.err);
+    EXPECT_NE(std::string::npos,
+              readWholeFile(dir.path("stop.log"))
+                  .find("message=A stop request was sent to another launcher instance "
+                        "pidToStop=999999, timeoutMillis=IsNotSet"));
 }
 
 TEST(MainTest, RussianLocaleGivesRussianMessagesAndUsage) {

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "service/IService.h"
+
+class IServiceObject;
+class ISystemUtils;
+
+// Runs the start-mode service object once, in the foreground or detached from the
+// terminal, and turns its failures into exit codes.
+class LinuxService : public IService {
+  public:
+    static constexpr uint32_t kNotStarted = 0;
+    static constexpr uint32_t kRunning = 1;
+    static constexpr uint32_t kStopping = 2;
+    static constexpr uint32_t kStopped = 3;
+
+    // The C library's daemon(3), or a stand-in with its contract.
+    using DaemonFunction = int (*)(int keepDirectory, int keepStreams);
+
+    LinuxService(IServiceObject& serviceObject, bool daemonize, ISystemUtils& systemUtils,
+                 DaemonFunction daemonFunction = nullptr);
+
+    int32_t run() override;
+    void reportStartPending(int32_t waitHintMs) override;
+    void markStarted() override;
+    void reportStopPending(int32_t waitHintMs) override;
+    void markStopped() override;
+    ~LinuxService() override;
+    bool isDaemon() const override;
+
+    int32_t start();
+    // Hands a stop request to the service object while it runs; harmless otherwise.
+    void stop();
+    uint32_t getState() const { return state_.load(); }
+
+  private:
+    IServiceObject& serviceObject_;
+    std::atomic<uint32_t> state_{kNotStarted};
+    bool daemonize_;
+    ISystemUtils& systemUtils_;
+    DaemonFunction daemonFunction_;
+};

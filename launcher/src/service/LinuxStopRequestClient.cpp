@@ -1,0 +1,96 @@
+#include "service/LinuxStopRequestClient.h"
+
+#include <signal.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+
+#include "platform/IOsUtilsFactory.h"
+#include "platform/LauncherOsException.h"
+#include "platform/LocalizationSupport.h"
+#include "platform/Logger.h"
+#include "platform/TextConversion.h"
+
+namespace {
+const wchar_t* const kClass = L"LinuxStopRequestClient";
+
+std::wstring procPath(int32_t pid, const wchar_t* entry) {
+    return L"/proc/" + toText(static_cast<long>(pid)) + L"/" + entry;
+}
+}  // namespace
+
+LinuxStopRequestClient::LinuxStopRequestClient(IOsUtilsFactory& os, IFileLock& lock, int32_t pid)
+    : StopRequestClient(os, lock), pid_(pid) {}
+
+LinuxStopRequestClient::~LinuxStopRequestClient() = default;
+
+bool LinuxStopRequestClient::isRunning() {
+    return os_.getFileUtils().exists(procPath(pid_, L"status"));
+}
+
+std::vector<std::wstring> LinuxStopRequestClient::getCommandLine() {
+    // Read directly: /proc reports a size of 0 for the file, which a read of the
+    // stated size would take at its word.
+    const std::wstring path = procPath(pid_, L"cmdline");
+    std::vector<std::wstring> args;
+    try {
+        std::ifstream file(toUtf8(path), std::ios::binary);
+        if (!file) {
+            throw LauncherOsException(formatMessage("IDS_FILE_READ_ERROR", path,
+                                                    os_.getSystemUtils().getLastErrorText()));
+        }
+        const std::string bytes((std::istreambuf_iterator<char>(file)),
+                                std::istreambuf_iterator<char>());
+        size_t start = 0;
+        while (start < bytes.size()) {
+            size_t end = bytes.find('\0', start);
+            if (end == std::string::npos) {
+                end = bytes.size();
+            }
+            args.push_back(toWide(bytes.substr(start, end - start)));
+            start = end + 1;
+        }
+        LOG_INFO(kClass, L"Obtained command line", L"parsedArgs", args, L"cmdArgsNo", args.size());
+    } catch (const LauncherException& e) {
+        LOG_INFO(kClass, L"Failed to obtain command line", L"exception", e.getMessage());
+        args.clear();
+    }
+    return args;
+}
+
+int LinuxStopRequestClient::askToStop(bool fast) {
+    // 0 and below would address process groups or every process we may signal.
+    if (pid_ < 1) {
+        return kNotFound;
+    }
+    const int signalNumber = fast ? SIGUSR2 : SIGUSR1;
+    int result;
+    do {
+        result = sigqueue(pid_, signalNumber, sigval{0});
+    } while (result != 0 && (errno == EINTR || errno == EAGAIN));
+    if (result == 0) {
+        return kStoppedGracefully;
+    }
+    if (errno == ESRCH) {
+        return kNotFound;
+    }
+    if (errno == EPERM) {
+        return kNotPermitted;
+    }
+    return isRunning() ? kStillRunning : kNotFound;
+}
+
+int LinuxStopRequestClient::terminateProcess() {
+    if (pid_ < 1) {
+        return kStillRunning;
+    }
+    const bool killed = kill(pid_, SIGKILL) == 0;
+    const int error = errno;
+    LOG_INFO(kClass, L"Terminate process", L"result", killed ? L"success" : L"error");
+    if (!killed && error == ESRCH) {
+        // It ended on its own after the last look.
+        return kStoppedGracefully;
+    }
+    return killed ? kKilled : kStillRunning;
+}

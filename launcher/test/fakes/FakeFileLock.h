@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "fakes/FakeFileUtils.h"
+#include "platform/IFileLock.h"
+
+// Locks over the files of a FakeFileUtils. Paths in lockedByOthers are held by some
+// other process; paths in replacedPaths were deleted and written anew by another owner.
+class FakeFileLock : public IFileLock {
+  public:
+    explicit FakeFileLock(FakeFileUtils& files) : files_(files) {}
+
+    int acquire(const std::wstring& path, const std::string& content) override {
+        if (isLocked(path)) {
+            return -1;
+        }
+        files_.writeFile(content.data(), content.size(), path);
+        held_[next_] = files_.normalize(path);
+        return next_++;
+    }
+    bool holdsFileAt(int handle, const std::wstring& path) override {
+        auto found = held_.find(handle);
+        return found != held_.end() && found->second == files_.normalize(path) &&
+               replacedPaths.count(found->second) == 0;
+    }
+    void release(int handle) override { held_.erase(handle); }
+    bool isLocked(const std::wstring& path) override {
+        const std::wstring full = files_.normalize(path);
+        if (lockedByOthers.count(full) != 0) {
+            return true;
+        }
+        for (const auto& [handle, heldPath] : held_) {
+            if (heldPath == full) {
+                return true;
+            }
+        }
+        return false;
+    }
+    DeleteResult deleteUnlessLocked(const std::wstring& path) override {
+        if (isLocked(path)) {
+            return DeleteResult::Locked;
+        }
+        return files_.deleteFile(path) ? DeleteResult::Deleted : DeleteResult::Absent;
+    }
+
+    std::set<std::wstring> lockedByOthers;
+    std::set<std::wstring> replacedPaths;
+
+  private:
+    FakeFileUtils& files_;
+    std::map<int, std::wstring> held_;
+    int next_ = 3;
+};

@@ -1,0 +1,98 @@
+#include "platform/LinuxFileLock.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "fakes/FakeSystemUtils.h"
+#include "platform/LauncherException.h"
+#include "support/Catalogue.h"
+#include "support/ForkedProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+class LinuxFileLockTest : public ::testing::Test {
+  protected:
+    // The message of what the call throws.
+    template <typename Call>
+    std::wstring failure(Call call) {
+        try {
+            call();
+        } catch (const LauncherException& e) {
+            return e.getMessage();
+        }
+        return L"no failure";
+    }
+
+    ScopedCatalogue english;
+    FakeSystemUtils system;
+    LinuxFileLock lock{system};
+    TempDir dir;
+    std::wstring path = dir.wpath("launcher.pid");
+};
+
+TEST_F(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
+    dir.write("launcher.pid", "stale content");
+    int ready[2];
+    ASSERT_EQ(0, pipe(ready));
+    ForkedProcess holder([&] {
+        (void)!write(ready[1], lock.acquire(path, "4242") >= 0 ? "y" : "n", 1);
+        for (;;) {
+            pause();
+        }
+    });
+    char answer = 0;
+    ASSERT_EQ(1, read(ready[0], &answer, 1));
+    ASSERT_EQ('y', answer);
+    EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid")));
+
+    EXPECT_TRUE(lock.isLocked(path));
+    EXPECT_EQ(-1, lock.acquire(path, "99"));
+    EXPECT_EQ(IFileLock::DeleteResult::Locked, lock.deleteUnlessLocked(path));
+    EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid"))) << "a refused acquire wrote";
+
+    // However the owner ends, the kernel drops its lock.
+    kill(holder.pid(), SIGKILL);
+    holder.join();
+    EXPECT_FALSE(lock.isLocked(path));
+    const int handle = lock.acquire(path, "99");
+    ASSERT_GE(handle, 0);
+    EXPECT_EQ("99", readWholeFile(dir.path("launcher.pid")));
+    EXPECT_NE(0, fcntl(handle, F_GETFD) & FD_CLOEXEC) << "a child process would inherit the lock";
+    lock.release(handle);
+    close(ready[0]);
+    close(ready[1]);
+}
+
+TEST_F(LinuxFileLockTest, OwnLockUntilTheFileIsReplaced) {
+    const int handle = lock.acquire(path, "1");
+    ASSERT_GE(handle, 0);
+    EXPECT_TRUE(lock.isLocked(path));
+    EXPECT_TRUE(lock.holdsFileAt(handle, path));
+
+    ASSERT_EQ(0, unlink(dir.path("launcher.pid").c_str()));
+    dir.write("launcher.pid", "3");
+    EXPECT_FALSE(lock.holdsFileAt(handle, path));
+    EXPECT_FALSE(lock.isLocked(path));
+    lock.release(handle);
+}
+
+TEST_F(LinuxFileLockTest, DeleteUnlessLockedAndFailures) {
+    EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
+    dir.write("launcher.pid", "12");
+    EXPECT_EQ(IFileLock::DeleteResult::Deleted, lock.deleteUnlessLocked(path));
+    EXPECT_FALSE(pathExists(dir.path("launcher.pid")));
+
+    dir.mkdir("dir.pid");
+    EXPECT_EQ(L"Cannot delete file '" + dir.wpath("dir.pid") + L"'. Error: " + system.lastError,
+              failure([&] { lock.deleteUnlessLocked(dir.wpath("dir.pid")); }));
+    EXPECT_EQ(
+        L"Cannot write file '" + dir.wpath("no/launcher.pid") + L"'. Error: " + system.lastError,
+        failure([&] { lock.acquire(dir.wpath("no/launcher.pid"), "1"); }));
+}
+
+}  // namespace
