@@ -1,6 +1,7 @@
 # Installs the build into a scratch prefix as a user would and checks the
 # layout: the launcher and its inventory library alone and side by side in bin/,
-# and the heartbeat component as an instance directory of its own.
+# and the heartbeat component as an instance directory of its own, which the
+# installed launcher runs with the Java home its own inventory library finds.
 # Arguments: -DBUILD_DIR=<build tree> -DPREFIX=<scratch directory>.
 file(REMOVE_RECURSE ${PREFIX})
 
@@ -27,4 +28,14 @@ endif()
 run(${PREFIX}/launcher/bin/launcher --version)
 if(NOT output STREQUAL "Version 3.10.5+8\n")
   message(FATAL_ERROR "The installed launcher answers --version with '${output}'")
+endif()
+
+run(${CMAKE_COMMAND} -E env --unset=JAVA_HOME --unset=JVM_OPTS LC_ALL=C
+    ${PREFIX}/launcher/bin/launcher start --instance ${PREFIX}/heartbeat
+    --jifacearg interval-ms=50 --jifacearg beats=2)
+if(NOT output MATCHES "Heartbeat example started .*Heartbeat stopped cleanly after 2 beats \\(beat limit reached\\)")
+  message(FATAL_ERROR "The installed example said:\n${output}")
+endif()
+if(NOT EXISTS ${PREFIX}/heartbeat/logs/launcher.log OR NOT EXISTS ${PREFIX}/heartbeat/logs/heartbeat.log)
+  message(FATAL_ERROR "The installed example wrote no logs into its instance")
 endif()
