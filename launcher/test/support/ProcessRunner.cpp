@@ -33,6 +33,12 @@ class Pipe {
     int writeEnd() const { return fds_[1]; }
     void closeRead() { closeFd(fds_[0]); }
     void closeWrite() { closeFd(fds_[1]); }
+    // Hands the read end over to a new owner.
+    int releaseRead() {
+        const int fd = fds_[0];
+        fds_[0] = -1;
+        return fd;
+    }
 
   private:
     static void closeFd(int& fd) {
@@ -109,6 +115,10 @@ ProcessRunner& ProcessRunner::timeout(std::chrono::milliseconds limit) {
 }
 
 ProcessRunner::Result ProcessRunner::run() const {
+    return start().wait();
+}
+
+ProcessRunner::Running ProcessRunner::start() const {
     // Everything the child needs is built before fork: after it, the child may
     // only make async-signal-safe calls.
     std::vector<std::string> argvText{argv0_.value_or(program_)};
@@ -185,45 +195,81 @@ ProcessRunner::Result ProcessRunner::run() const {
 
     ::fcntl(out.readEnd(), F_SETFL, O_NONBLOCK);
     ::fcntl(err.readEnd(), F_SETFL, O_NONBLOCK);
+    return Running(pid, out.releaseRead(), err.releaseRead(),
+                   std::chrono::steady_clock::now() + timeout_);
+}
+
+ProcessRunner::Running::Running(pid_t pid, int outFd, int errFd,
+                                std::chrono::steady_clock::time_point deadline)
+    : pid_(pid), outFd_(outFd), errFd_(errFd), deadline_(deadline) {}
+
+ProcessRunner::Running::Running(Running&& other) noexcept
+    : pid_(other.pid_),
+      outFd_(other.outFd_),
+      errFd_(other.errFd_),
+      deadline_(other.deadline_),
+      reaped_(other.reaped_) {
+    other.pid_ = -1;
+    other.outFd_ = -1;
+    other.errFd_ = -1;
+}
+
+ProcessRunner::Running::~Running() {
+    if (pid_ > 0 && !reaped_) {
+        ::kill(pid_, SIGKILL);
+        int status = 0;
+        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+        }
+    }
+    for (int fd : {outFd_, errFd_}) {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+}
+
+ProcessRunner::Result ProcessRunner::Running::wait() {
+    if (pid_ <= 0 || reaped_) {
+        throw std::logic_error("ProcessRunner::Running::wait called twice");
+    }
     Result result;
-    const auto deadline = std::chrono::steady_clock::now() + timeout_;
     bool outOpen = true;
     bool errOpen = true;
     int status = 0;
     bool ended = false;
     while (!ended) {
-        if (::waitpid(pid, &status, WNOHANG) == pid) {
+        if (::waitpid(pid_, &status, WNOHANG) == pid_) {
             // Whatever the child wrote is in the pipes by now; a process it left
             // behind may keep them open, so nothing more is waited for.
             ended = true;
             if (outOpen) {
-                drain(out.readEnd(), result.out);
+                drain(outFd_, result.out);
             }
             if (errOpen) {
-                drain(err.readEnd(), result.err);
+                drain(errFd_, result.err);
             }
             break;
         }
         auto now = std::chrono::steady_clock::now();
-        if (now >= deadline) {
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
+        if (now >= deadline_) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, &status, 0);
             result.timedOut = true;
-            drain(out.readEnd(), result.out);
-            drain(err.readEnd(), result.err);
+            drain(outFd_, result.out);
+            drain(errFd_, result.err);
             break;
         }
         pollfd fds[2];
         nfds_t count = 0;
         if (outOpen) {
-            fds[count++] = {out.readEnd(), POLLIN, 0};
+            fds[count++] = {outFd_, POLLIN, 0};
         }
         if (errOpen) {
-            fds[count++] = {err.readEnd(), POLLIN, 0};
+            fds[count++] = {errFd_, POLLIN, 0};
         }
         // Short slices, so the end of the child is noticed even while a process
         // it left behind keeps the pipes open.
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now);
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - now);
         int sliceMs = static_cast<int>(std::min<long long>(left.count() + 1, 20));
         if (count == 0) {
             ::poll(nullptr, 0, sliceMs);
@@ -233,12 +279,13 @@ ProcessRunner::Result ProcessRunner::run() const {
             continue;
         }
         if (outOpen) {
-            outOpen = drain(out.readEnd(), result.out);
+            outOpen = drain(outFd_, result.out);
         }
         if (errOpen) {
-            errOpen = drain(err.readEnd(), result.err);
+            errOpen = drain(errFd_, result.err);
         }
     }
+    reaped_ = true;
     if (!result.timedOut) {
         describeEnd(status, result);
     } else {

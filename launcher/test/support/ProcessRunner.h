@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <map>
 #include <optional>
@@ -36,8 +38,37 @@ class ProcessRunner {
     ProcessRunner& workingDirectory(std::string directory);
     ProcessRunner& timeout(std::chrono::milliseconds limit);
 
+    class Running;
+    // Starts the child and returns at once, for a test that acts on it while it runs.
     // Throws std::runtime_error when the program cannot be started at all.
+    Running start() const;
+    // start() and then wait().
     Result run() const;
+
+    // A child started by start(). Its output is collected only while wait() runs, so a
+    // child that writes more than a pipe holds stalls until then. One that nobody
+    // waited for is killed and reaped when this object goes.
+    class Running {
+      public:
+        Running(Running&& other) noexcept;
+        Running& operator=(Running&&) = delete;
+        Running(const Running&) = delete;
+        ~Running();
+
+        pid_t pid() const { return pid_; }
+        // Waits for the end; the time limit counts from the start. Once only.
+        Result wait();
+
+      private:
+        friend class ProcessRunner;
+        Running(pid_t pid, int outFd, int errFd, std::chrono::steady_clock::time_point deadline);
+
+        pid_t pid_;
+        int outFd_;
+        int errFd_;
+        std::chrono::steady_clock::time_point deadline_;
+        bool reaped_ = false;
+    };
 
   private:
     std::string program_;

@@ -83,6 +83,23 @@ TEST(ProcessRunnerTest, ReportsDeathBySignalAndDoesNotWaitForProcessesLeftBehind
     ::kill(orphanPid, SIGKILL);
 }
 
+TEST(ProcessRunnerTest, AStartedChildRunsUntilWaitedForAndDiesWhenDropped) {
+    ProcessRunner::Running running = shell("exec sleep 30").start();
+    ASSERT_EQ(0, ::kill(running.pid(), SIGTERM));
+    ProcessRunner::Result result = running.wait();
+    EXPECT_EQ(SIGTERM, result.signal);
+    EXPECT_THROW(running.wait(), std::logic_error);
+
+    pid_t dropped = -1;
+    {
+        ProcessRunner::Running forgotten = shell("exec sleep 30").start();
+        dropped = forgotten.pid();
+        ASSERT_EQ(0, ::kill(dropped, 0));
+    }
+    // Killed and reaped: not even a zombie is left for the pid.
+    EXPECT_NE(0, ::kill(dropped, 0));
+}
+
 TEST(ProcessRunnerTest, ProgramThatCannotStartThrows) {
     EXPECT_THROW(ProcessRunner("/nonexistent/program").run(), std::runtime_error);
     EXPECT_THROW(ProcessRunner("/bin/sh").workingDirectory("/nonexistent").run(),
