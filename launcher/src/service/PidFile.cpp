@@ -28,6 +28,11 @@ void PidFile::savePid() {
         return;
     }
     try {
+        if (path_[0] != L'/') {
+            // The launcher changes its working directory later on; the file it removes
+            // at the end must still be the one written here.
+            path_ = os_.getFileUtils().toAbsolutePath(L".") + L"/" + path_;
+        }
         const std::string digits = std::to_string(os_.getProcessUtils().getPid());
         const int handle = lock_.acquire(path_, digits);
         if (handle < 0) {

@@ -89,6 +89,19 @@ TEST_F(PidFileTest, SavedFileHoldsTheDigitsAndIsLockedUntilRemoved) {
               messages);
 }
 
+TEST_F(PidFileTest, ARelativePathKeepsNamingTheWrittenFileAfterTheDirectoryChanges) {
+    os.files.addDirectory(L"/srv/work");
+    os.files.currentDirectory = L"/run";
+    PidFile pidFile(os, lock, L"l.pid");
+    pidFile.savePid();
+    os.files.currentDirectory = L"/srv/work";
+    os.files.addFile(L"l.pid", "namesake");
+    pidFile.removePid();
+    EXPECT_FALSE(os.files.hasFile(kPath));
+    EXPECT_EQ("namesake", os.files.contentOf(L"/srv/work/l.pid"));
+    EXPECT_EQ("INFO", log.only("PID file was removed path=" + kPathText).level);
+}
+
 TEST_F(PidFileTest, FileOfAnotherLauncherIsNeitherWrittenNorRemoved) {
     os.files.addFile(kPath, "77");
     lock.lockedByOthers.insert(kPath);
