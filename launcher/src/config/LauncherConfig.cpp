@@ -5,12 +5,12 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/Logger.h"
 #include "config/YamlNode.h"
 #include "config/YamlParser.h"
 #include "entry/LauncherVersion.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
+#include "platform/Logger.h"
 #include "platform/TextConversion.h"
 
 namespace {

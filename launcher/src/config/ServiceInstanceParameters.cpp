@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/Logger.h"
 #include "platform/LauncherException.h"
+#include "platform/Logger.h"
 #include "platform/TextConversion.h"
 
 namespace {

@@ -121,6 +121,9 @@ int32_t Daemon::run(IService& service) {
         }
         if (!jvm_.isStopMethodExists(parameters_.getMainClassArgs(), fast)) {
             LOG_INFO(kClass, L"Service stop method not fount.");
+            // The signal had no visible effect: whoever sent it looks in the log for
+            // the reason now, not when later lines push it out.
+            getLogger().flush();
             continue;
         }
         LOG_INFO(kClass, L"Service start method is not finished yet. Spawning stop.", L"stopType",

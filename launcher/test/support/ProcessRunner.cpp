@@ -32,13 +32,13 @@ class Pipe {
     int readEnd() const { return fds_[0]; }
     int writeEnd() const { return fds_[1]; }
     void closeRead() { closeFd(fds_[0]); }
-    void closeWrite() { closeFd(fds_[1]); }
     // Hands the read end over to a new owner.
     int releaseRead() {
-        const int fd = fds_[0];
+        int fd = fds_[0];
         fds_[0] = -1;
         return fd;
     }
+    void closeWrite() { closeFd(fds_[1]); }
 
   private:
     static void closeFd(int& fd) {
@@ -212,33 +212,41 @@ ProcessRunner::Running::Running(Running&& other) noexcept
     other.pid_ = -1;
     other.outFd_ = -1;
     other.errFd_ = -1;
+    other.reaped_ = true;
 }
 
 ProcessRunner::Running::~Running() {
-    if (pid_ > 0 && !reaped_) {
+    if (!reaped_ && pid_ > 0) {
         ::kill(pid_, SIGKILL);
         int status = 0;
         while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
     }
-    for (int fd : {outFd_, errFd_}) {
-        if (fd >= 0) {
-            ::close(fd);
-        }
+    if (outFd_ >= 0) {
+        ::close(outFd_);
+    }
+    if (errFd_ >= 0) {
+        ::close(errFd_);
     }
 }
 
+bool ProcessRunner::Running::signal(int signalNumber) const {
+    return !reaped_ && pid_ > 0 && ::kill(pid_, signalNumber) == 0;
+}
+
 ProcessRunner::Result ProcessRunner::Running::wait() {
-    if (pid_ <= 0 || reaped_) {
+    if (reaped_) {
         throw std::logic_error("ProcessRunner::Running::wait called twice");
     }
+    const pid_t pid = pid_;
     Result result;
+    const auto deadline = deadline_;
     bool outOpen = true;
     bool errOpen = true;
     int status = 0;
     bool ended = false;
     while (!ended) {
-        if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+        if (::waitpid(pid, &status, WNOHANG) == pid) {
             // Whatever the child wrote is in the pipes by now; a process it left
             // behind may keep them open, so nothing more is waited for.
             ended = true;
@@ -251,9 +259,9 @@ ProcessRunner::Result ProcessRunner::Running::wait() {
             break;
         }
         auto now = std::chrono::steady_clock::now();
-        if (now >= deadline_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, &status, 0);
+        if (now >= deadline) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
             result.timedOut = true;
             drain(outFd_, result.out);
             drain(errFd_, result.err);
@@ -269,7 +277,7 @@ ProcessRunner::Result ProcessRunner::Running::wait() {
         }
         // Short slices, so the end of the child is noticed even while a process
         // it left behind keeps the pipes open.
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - now);
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now);
         int sliceMs = static_cast<int>(std::min<long long>(left.count() + 1, 20));
         if (count == 0) {
             ::poll(nullptr, 0, sliceMs);

@@ -24,6 +24,32 @@ class ProcessRunner {
         bool timedOut = false;
     };
 
+    // A child that start() left running, for tests that must act on it (signal it)
+    // before it ends. Its time limit counts from start(); one never waited for is
+    // killed and reaped when this object goes.
+    class Running {
+      public:
+        Running(pid_t pid, int outFd, int errFd, std::chrono::steady_clock::time_point deadline);
+        ~Running();
+        Running(Running&& other) noexcept;
+        Running& operator=(Running&&) = delete;
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+
+        pid_t pid() const { return pid_; }
+        // kill(2) of the child; false when it is already gone or reaped.
+        bool signal(int signalNumber) const;
+        // Collects the output until the child ends or the time limit passes; once only.
+        Result wait();
+
+      private:
+        pid_t pid_;
+        int outFd_;
+        int errFd_;
+        std::chrono::steady_clock::time_point deadline_;
+        bool reaped_ = false;
+    };
+
     explicit ProcessRunner(std::string program);
 
     // The arguments after argv[0].
@@ -38,37 +64,9 @@ class ProcessRunner {
     ProcessRunner& workingDirectory(std::string directory);
     ProcessRunner& timeout(std::chrono::milliseconds limit);
 
-    class Running;
-    // Starts the child and returns at once, for a test that acts on it while it runs.
     // Throws std::runtime_error when the program cannot be started at all.
-    Running start() const;
-    // start() and then wait().
     Result run() const;
-
-    // A child started by start(). Its output is collected only while wait() runs, so a
-    // child that writes more than a pipe holds stalls until then. One that nobody
-    // waited for is killed and reaped when this object goes.
-    class Running {
-      public:
-        Running(Running&& other) noexcept;
-        Running& operator=(Running&&) = delete;
-        Running(const Running&) = delete;
-        ~Running();
-
-        pid_t pid() const { return pid_; }
-        // Waits for the end; the time limit counts from the start. Once only.
-        Result wait();
-
-      private:
-        friend class ProcessRunner;
-        Running(pid_t pid, int outFd, int errFd, std::chrono::steady_clock::time_point deadline);
-
-        pid_t pid_;
-        int outFd_;
-        int errFd_;
-        std::chrono::steady_clock::time_point deadline_;
-        bool reaped_ = false;
-    };
+    Running start() const;
 
   private:
     std::string program_;

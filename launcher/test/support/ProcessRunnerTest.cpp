@@ -6,6 +6,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
+
+#include "support/TempDir.h"
 
 namespace {
 
@@ -83,21 +86,34 @@ TEST(ProcessRunnerTest, ReportsDeathBySignalAndDoesNotWaitForProcessesLeftBehind
     ::kill(orphanPid, SIGKILL);
 }
 
-TEST(ProcessRunnerTest, AStartedChildRunsUntilWaitedForAndDiesWhenDropped) {
-    ProcessRunner::Running running = shell("exec sleep 30").start();
-    ASSERT_EQ(0, ::kill(running.pid(), SIGTERM));
+TEST(ProcessRunnerTest, AStartedChildCanBeSignalledBeforeItIsWaitedFor) {
+    // The shell ends only through its trap, so the exit code proves the signal arrived.
+    TempDir dir;
+    const std::string ready = dir.path("ready");
+    ProcessRunner::Running running = shell("trap 'printf got; exit 5' USR1; printf ready; : > " +
+                                           ready + "; while :; do sleep 0.05; done")
+                                         .timeout(10s)
+                                         .start();
+    ASSERT_GT(running.pid(), 0);
+    // The trap must be in place before the signal, or the default action ends the shell.
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (!pathExists(ready) && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_TRUE(running.signal(SIGUSR1));
     ProcessRunner::Result result = running.wait();
-    EXPECT_EQ(SIGTERM, result.signal);
+    EXPECT_EQ(5, result.exitCode);
+    EXPECT_EQ("readygot", result.out);
+    EXPECT_FALSE(running.signal(SIGUSR1));
     EXPECT_THROW(running.wait(), std::logic_error);
 
-    pid_t dropped = -1;
+    // One left running when its handle goes is killed, not leaked.
+    pid_t abandoned = 0;
     {
-        ProcessRunner::Running forgotten = shell("exec sleep 30").start();
-        dropped = forgotten.pid();
-        ASSERT_EQ(0, ::kill(dropped, 0));
+        ProcessRunner::Running left = shell("exec sleep 30").start();
+        abandoned = left.pid();
     }
-    // Killed and reaped: not even a zombie is left for the pid.
-    EXPECT_NE(0, ::kill(dropped, 0));
+    EXPECT_NE(0, ::kill(abandoned, 0));
 }
 
 TEST(ProcessRunnerTest, ProgramThatCannotStartThrows) {
