@@ -2,145 +2,128 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "support/Catalogue.h"
 #include "support/YamlDump.h"
+#include "support/YamlTreeCheck.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-struct TreeCase {
-    const char* name;
-    std::string input;
-    std::string tree;
-};
-
-struct ErrorCase {
-    const char* name;
-    std::string input;
-    const char* messageId;
-    int offset;
-};
-
-std::string parseToDump(const std::string& text) {
-    std::string buffer = withTerminator(text);
-    return dumpYaml(*YamlParser::parse(buffer));
-}
-
-const std::string kNestedLf =
-    "launcher-parameters:\n"
-    "  work-dir: /w\n"
-    "  jvm-opts:\n"
-    "  - -Xmx1g\n"
-    "  - -Dx=y\n"
-    "  banner:\n"
-    "    en: Hello\n";
-
 const std::string kNestedTree =
-    "E \"launcher-parameters\" \"\"\n"
-    "  E \"work-dir\" \"/w\"\n"
-    "  E \"jvm-opts\" \"\"\n"
-    "  S \"\" \"-Xmx1g\"\n"
-    "  S \"\" \"-Dx=y\"\n"
-    "  E \"banner\" \"\"\n"
-    "    E \"en\" \"Hello\"\n";
+    "E \"launcher-parameters\" \"\"\n  E \"work-dir\" \"/w\"\n  E \"jvm-opts\" \"\"\n"
+    "  S \"\" \"-Xmx1g\"\n  S \"\" \"-Dx=y\"\n  E \"banner\" \"\"\n    E \"en\" \"Hello\"\n";
 
-// The oddities among them are how launcher.yml files have always been read.
-TEST(YamlParserTest, BuildsTheTreeOfEachLayout) {
-    const TreeCase cases[] = {
-        {"empty file", "", ""},
-        {"nested mappings and sequences", kNestedLf, kNestedTree},
-        {"CR LF line ends with one empty line",
-         "launcher-parameters:\r\n  work-dir: /w\r\n\r\n  jvm-opts:\r\n  - -Xmx1g\r\n"
+// Input bytes against the tree (as YamlDump shows it) or the error and its offset. The
+// oddities among them are how launcher.yml files have always been read.
+TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
+    ScopedCatalogue english;
+    struct Case {
+        std::string input;
+        std::string tree;
+        const char* error = nullptr;
+        int offset = 0;
+    };
+    const Case cases[] = {
+        {"", ""},
+        {"launcher-parameters:\n  work-dir: /w\n  jvm-opts:\n  - -Xmx1g\n  - -Dx=y\n  banner:\n"
+         "    en: Hello\n",
+         kNestedTree},
+        // One empty line is skipped, with CR LF and with LF line ends.
+        {"launcher-parameters:\r\n  work-dir: /w\r\n\r\n  jvm-opts:\r\n  - -Xmx1g\r\n"
          "  - -Dx=y\r\n\r\n  banner:\r\n    en: Hello\r\n",
          kNestedTree},
-        {"LF line ends with one empty line",
-         "launcher-parameters:\n  work-dir: /w\n\n  jvm-opts:\n\n  - -Xmx1g\n  - -Dx=y\n"
+        {"launcher-parameters:\n  work-dir: /w\n\n  jvm-opts:\n\n  - -Xmx1g\n  - -Dx=y\n"
          "  banner:\n    en: Hello\n",
          kNestedTree},
-        {"dedent to any open level", "a:\n  b:\n    c: d\n  e: f\ng: h\n",
+        // A second empty line, or the LF a comment leaves of CR LF, starts the next key.
+        {"a: 1\n\n\nb: 2\n", "E \"a\" \"1\"\nE \"\\nb\" \"2\"\n"},
+        {"# c\r\nb: x\r\n", "C \" c\"\nE \"\\nb\" \"x\"\n"},
+        {"# c\n\nk: v\n", "C \" c\"\nE \"\\nk\" \"v\"\n"},
+        {"a:\n  b:\n    c: d\n  e: f\ng: h\n",
          "E \"a\" \"\"\n  E \"b\" \"\"\n    E \"c\" \"d\"\n  E \"e\" \"f\"\nE \"g\" \"h\"\n"},
-        {"mapping inside a sequence item", "- a: 1\n  b: 2\n", "S \" a\" \"1\"\n  E \"b\" \"2\"\n"},
-        {"quotes are ordinary characters", "key: 'a b'\n", "E \"key\" \"'a b'\"\n"},
-        {"entry without value on the last line", "key:\n", "E \"key\" \"\"\n"},
-        {"dots that are not a document end", ".a: b\n..: c\n", "E \".a\" \"b\"\nE \"..\" \"c\"\n"},
-        {"comment after a value", "key: value # note\n", "E \"key\" \"value\"\n  C \" note\"\n"},
-        {"hash right after the blank is the value", "key: # note\n", "E \"key\" \"# note\"\n"},
-        {"comment after a sequence item", "- item # c\n", "S \"\" \"item\"\n  C \" c\"\n"},
-        {"comment lines", "# top\nkey: v\n  # inner\n  k: w\n",
+        {"- a: 1\n  b: 2\n", "S \" a\" \"1\"\n  E \"b\" \"2\"\n"},
+        {"- name: x\n", "S \" name\" \"x\"\n"},
+        {"key: 'a b'\n", "E \"key\" \"'a b'\"\n"},
+        {"key:\n", "E \"key\" \"\"\n"},
+        {".a: b\n..: c\n", "E \".a\" \"b\"\nE \"..\" \"c\"\n"},
+        {"key: value # note\n", "E \"key\" \"value\"\n  C \" note\"\n"},
+        {"- item # c\n", "S \"\" \"item\"\n  C \" c\"\n"},
+        {"# top\nkey: v\n  # inner\n  k: w\n",
          "C \" top\"\nE \"key\" \"v\"\n  C \" inner\"\n  E \"k\" \"w\"\n"},
-        {"a comment line can be a parent", "a: b\n# c\n  d: e\n",
-         "E \"a\" \"b\"\nC \" c\"\n  E \"d\" \"e\"\n"},
-        {"blank after colon swallows the next line", "a: \nb: c\n", "E \"a\" \"b: c\"\n"},
-        {"several blanks after colon swallow it too", "a:   \nb: c\nd: e\n",
-         "E \"a\" \"b: c\"\nE \"d\" \"e\"\n"},
-        {"tab is part of the key", "\tkey: v\na:\n\tb: c\n",
-         "E \"\\tkey\" \"v\"\nE \"a\" \"\"\nE \"\\tb\" \"c\"\n"},
-        {"sequence entry keeps its blank", "- name: x\n", "S \" name\" \"x\"\n"},
-        {"sequence entry without value swallows the next line", "- a:\nb: c\n",
-         "S \" a\" \"b: c\"\n"},
-        {"second empty line starts the next key", "a: 1\n\n\nb: 2\n",
-         "E \"a\" \"1\"\nE \"\\nb\" \"2\"\n"},
-        {"LF left over by a CR LF comment starts the next key", "# c\r\nb: x\r\n",
-         "C \" c\"\nE \"\\nb\" \"x\"\n"},
-        {"empty line after a comment starts the next key", "# c\n\nk: v\n",
-         "C \" c\"\nE \"\\nk\" \"v\"\n"},
-        {"value that starts at the terminator holds it", "a: ", "E \"a\" \"\\0\"\n"},
-        {"parsing stops at the first NUL", "a: b\0c: d\n"s, "E \"a\" \"b\"\n"},
+        {"a: b\n# c\n  d: e\n", "E \"a\" \"b\"\nC \" c\"\n  E \"d\" \"e\"\n"},
+        // The first byte after the blanks is the value's, whatever it is.
+        {"key: # note\n", "E \"key\" \"# note\"\n"},
+        {"a: \nb: c\n", "E \"a\" \"b: c\"\n"},
+        {"a: \t \nb: c\nd: e\n", "E \"a\" \"b: c\"\nE \"d\" \"e\"\n"},
+        {"- a:\nb: c\n", "S \" a\" \"b: c\"\n"},
+        {"a: ", "E \"a\" \"\\0\"\n"},
+        {"\tkey: v\na:\n\tb: c\n", "E \"\\tkey\" \"v\"\nE \"a\" \"\"\nE \"\\tb\" \"c\"\n"},
+        {"a: b\0c: d\n"s, "E \"a\" \"b\"\n"},
+        {"---\n", "", "IDS_YAML_MULTIPLE_DOCS", 0},
+        {"a:\n  --- x\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
+        {"a: b\n...\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
+        {"key:value\n", "", "IDS_YAML_KEY_EXPECTED", 9},
+        {"key:value", "", "IDS_YAML_KEY_EXPECTED", 9},
+        {"key:", "", "IDS_YAML_KEY_EXPECTED", 4},
+        {"a:\tb\n", "", "IDS_YAML_KEY_EXPECTED", 4},
+        {"ab#c: d\n", "", "IDS_YAML_KEY_EXPECTED", 2},
+        {"a:\n  -item\n", "", "IDS_YAML_WRONG_STRUCTURE", 5},
+        {"-\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
+        {"--x\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
+        {"a:\n  b: c\n c: d\n", "", "IDS_YAML_WRONG_INDENT", 16},
+        {"a:\n  b: c\n # x\n", "", "IDS_YAML_WRONG_INDENT", 15},
+        {"  a: b\n", "", "IDS_YAML_WRONG_INDENT", 7},
+        {"  a: b", "", "IDS_YAML_WRONG_INDENT", 7},
     };
-    for (const TreeCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(c.tree, parseToDump(c.input));
-    }
-}
-
-TEST(YamlParserTest, RejectsWithTheOffsetOfTheError) {
-    ScopedCatalogue english;
-    const ErrorCase cases[] = {
-        {"document start", "---\n", "IDS_YAML_MULTIPLE_DOCS", 0},
-        {"indented document start", "a:\n  ---\n", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"document end", "a: b\n...\n", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"no blank after colon", "key:value\n", "IDS_YAML_KEY_EXPECTED", 9},
-        {"no blank after colon at the end", "key:value", "IDS_YAML_KEY_EXPECTED", 9},
-        {"colon at the very end", "key:", "IDS_YAML_KEY_EXPECTED", 4},
-        {"tab after colon", "a:\tb\n", "IDS_YAML_KEY_EXPECTED", 4},
-        {"hash inside a key", "ab#c: d\n", "IDS_YAML_KEY_EXPECTED", 2},
-        {"hyphen without blank", "a:\n  -item\n", "IDS_YAML_WRONG_STRUCTURE", 5},
-        {"lone hyphen", "-\n", "IDS_YAML_WRONG_STRUCTURE", 0},
-        {"two hyphens", "--x\n", "IDS_YAML_WRONG_STRUCTURE", 0},
-        {"dedent to no open level", "a:\n  b: c\n c: d\n", "IDS_YAML_WRONG_INDENT", 16},
-        {"comment dedented to no open level", "a:\n  b: c\n # x\n", "IDS_YAML_WRONG_INDENT", 15},
-        {"indented first line", "  a: b\n", "IDS_YAML_WRONG_INDENT", 7},
-        {"indented only line without line end", "  a: b", "IDS_YAML_WRONG_INDENT", 7},
-    };
-    for (const ErrorCase& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.input));
         std::string buffer = withTerminator(c.input);
         try {
-            YamlParser::parse(buffer);
-            ADD_FAILURE() << "no error";
+            EXPECT_EQ(c.tree, dumpYaml(*YamlParser::parse(buffer)));
+            EXPECT_EQ(nullptr, c.error);
         } catch (const LauncherException& e) {
             EXPECT_EQ(LauncherException::kConfiguration, e.getCode());
-            EXPECT_EQ(formatMessage(c.messageId, c.offset), e.getMessage());
+            EXPECT_EQ(c.error ? formatMessage(c.error, c.offset) : L"", e.getMessage());
         }
     }
     EXPECT_EQ(L"Error parsing launcher.yml: key expected. Error at file offset 9.",
               formatMessage("IDS_YAML_KEY_EXPECTED", 9));
+    for (std::string unterminated : {"a: b"s, "a: b\0\0\0"s, ""s}) {
+        EXPECT_THROW(YamlParser::parse(unterminated), LauncherException);
+    }
 }
 
-TEST(YamlParserTest, RefusesABufferWithoutItsTerminator) {
-    for (std::string buffer : {"a: b"s, "a: b\0\0\0"s, ""s}) {
+// Replays the inputs the fuzzer kept (fuzz/yaml-corpus at the top of the repository).
+TEST(YamlParserTest, EveryFuzzInputParsesOrFailsCleanly) {
+    ScopedCatalogue english;
+    size_t replayed = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(
+             std::filesystem::path(__FILE__).parent_path() / "../../../fuzz/yaml-corpus")) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        SCOPED_TRACE(entry.path().filename().string());
+        // An exact-size block, so that a sanitizer build sees reads past the end.
+        std::unique_ptr<char[]> buffer(new char[text.size() + 4]());
+        text.copy(buffer.get(), text.size());
         try {
-            YamlParser::parse(buffer);
-            ADD_FAILURE() << "accepted";
+            auto root = YamlParser::parse(std::string_view(buffer.get(), text.size() + 4));
+            EXPECT_EQ("", findYamlTreeFault(*root, buffer.get()));
         } catch (const LauncherException& e) {
-            EXPECT_EQ(LauncherException::kInternal, e.getCode());
+            EXPECT_EQ(LauncherException::kConfiguration, e.getCode());
         }
+        ++replayed;
     }
+    EXPECT_GT(replayed, 0u);
 }
 
 }  // namespace
