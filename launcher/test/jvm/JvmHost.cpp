@@ -1,180 +1,75 @@
 #include "jvm/JvmHost.h"
 
-#include <dirent.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cctype>
-#include <chrono>
-#include <climits>
-#include <fstream>
+#include <filesystem>
+#include <set>
 #include <sstream>
-#include <stdexcept>
 
-namespace {
+#include "support/LogLines.h"
+#include "support/TempDir.h"
 
-std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-std::string realPath(const std::string& path) {
-    char buffer[PATH_MAX];
-    return realpath(path.c_str(), buffer) != nullptr ? buffer : path;
-}
-
-// JAVA_VERSION="17.0.9" gives 17; an old "1.8.0_292" gives 8.
-int featureFromRelease(const std::string& home) {
-    std::string release = readText(home + "/release");
-    std::string key = "JAVA_VERSION=\"";
-    size_t at = release.find(key);
-    if (at == std::string::npos) {
-        return 0;
+std::vector<JavaHome> installedJdks() {
+    std::vector<std::filesystem::path> candidates = {JVM_TEST_JAVA_HOME};
+    for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/jvm")) {
+        candidates.push_back(entry.path());
     }
-    at += key.size();
-    if (release.compare(at, 2, "1.") == 0) {
-        at += 2;
-    }
-    int feature = 0;
-    while (at < release.size() && std::isdigit(static_cast<unsigned char>(release[at]))) {
-        feature = feature * 10 + (release[at++] - '0');
-    }
-    return feature;
-}
-
-std::optional<JavaHome> javaHomeAt(const std::string& path) {
-    JavaHome home{path, path + "/lib/server/libjvm.so", featureFromRelease(path)};
-    if (access(home.libjvm.c_str(), R_OK) != 0 || home.feature == 0) {
-        return std::nullopt;
-    }
-    return home;
-}
-
-std::string unescape(const std::string& value) {
-    std::string text;
-    for (size_t i = 0; i < value.size(); ++i) {
-        if (value[i] == '\\' && i + 1 < value.size()) {
-            ++i;
-            text += value[i] == 'n' ? '\n' : value[i];
-        } else {
-            text += value[i];
+    std::vector<JavaHome> jdks;
+    std::set<std::filesystem::path> seen;
+    for (const std::filesystem::path& candidate : candidates) {
+        const std::string release = readWholeFile(candidate / "release");
+        const size_t at = release.find("JAVA_VERSION=\"");
+        if (at != std::string::npos && pathExists(candidate / "lib/server/libjvm.so") &&
+            seen.insert(std::filesystem::canonical(candidate)).second) {
+            jdks.push_back({candidate, std::stoi(release.substr(at + 14))});
         }
     }
-    return text;
-}
-
-}  // namespace
-
-std::vector<std::string> splitAtNewlines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::stringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-JavaHome primaryJavaHome() {
-    std::optional<JavaHome> home = javaHomeAt(JVM_TEST_JAVA_HOME);
-    if (!home) {
-        throw std::runtime_error("no usable JDK at " + std::string(JVM_TEST_JAVA_HOME));
-    }
-    return *home;
-}
-
-std::optional<JavaHome> secondJavaHome() {
-    const std::string primary = realPath(JVM_TEST_JAVA_HOME);
-    std::vector<std::string> candidates;
-    if (DIR* dir = opendir("/usr/lib/jvm")) {
-        while (dirent* entry = readdir(dir)) {
-            std::string name = entry->d_name;
-            if (name != "." && name != "..") {
-                candidates.push_back(realPath("/usr/lib/jvm/" + name));
-            }
-        }
-        closedir(dir);
-    }
-    std::sort(candidates.begin(), candidates.end());
-    for (const std::string& candidate : candidates) {
-        if (candidate != primary) {
-            if (std::optional<JavaHome> home = javaHomeAt(candidate)) {
-                return home;
-            }
-        }
-    }
-    return std::nullopt;
+    return jdks;
 }
 
 std::string JvmHostRun::fact(const std::string& key) const {
-    auto found = facts.find(key);
-    return found == facts.end() ? "<no fact " + key + ">" : found->second;
+    auto found = printed.find(key);
+    return found == printed.end() ? "<no " + key + ">" : found->second;
 }
 
-std::vector<std::string> JvmHostRun::allLogMessages() const {
-    std::vector<std::string> messages;
-    for (const std::string& line : splitAtNewlines(log)) {
-        size_t at = line.find(",message=");
-        if (at != std::string::npos) {
-            messages.push_back(line.substr(at + 9));
-        }
+std::string JvmHostRun::facts(const std::string& keys) const {
+    std::istringstream in(keys);
+    std::string values;
+    for (std::string key; in >> key;) {
+        values += (values.empty() ? "" : " | ") + fact(key);
     }
-    return messages;
+    return values;
 }
 
-std::vector<std::string> JvmHostRun::logMessages(const std::string& text) const {
-    std::vector<std::string> matching;
-    for (const std::string& message : allLogMessages()) {
-        if (message.compare(0, text.size(), text) == 0) {
-            matching.push_back(message);
-        }
-    }
-    return matching;
+long JvmHostRun::logged(const std::string& text) const {
+    const std::vector<LogLine> lines = parseLogLines(log);
+    return std::count_if(lines.begin(), lines.end(),
+                         [&](const LogLine& line) { return line.message.starts_with(text); });
 }
 
 JvmHostRun runJvmHost(const std::string& scenario, const JavaHome& home, int minimalVersion,
+                      const std::string& contractClass,
                       const std::vector<std::string>& dependencies) {
-    char directory[] = "/tmp/launcher-jvm-test-XXXXXX";
-    if (mkdtemp(directory) == nullptr) {
-        throw std::runtime_error("mkdtemp failed");
-    }
-    const std::string logPath = std::string(directory) + "/launcher.log";
-
-    JvmHostRun run;
-    std::vector<std::string> args = {scenario, home.libjvm, JVM_FIXTURE_CLASSES, logPath,
-                                     std::to_string(minimalVersion)};
+    TempDir dir;
+    std::vector<std::string> args = {scenario, home.libjvm(), JVM_FIXTURE_CLASSES};
+    args.insert(args.end(),
+                {dir.path("launcher.log"), std::to_string(minimalVersion), contractClass});
     args.insert(args.end(), dependencies.begin(), dependencies.end());
     ProcessRunner host(JVM_TEST_HOST);
-    host.args(args).env("LANG", "C").env("LC_ALL", "C").timeout(std::chrono::seconds(30));
+    host.args(args).env("LC_ALL", "C");
 #if defined(__SANITIZE_ADDRESS__)
-    // A sanitized host: HotSpot handles SIGSEGV itself, and its threads are still
-    // alive when the leak check would run at exit.
+    // HotSpot handles SIGSEGV itself, and its threads are still alive when the
+    // leak check would run at exit.
     host.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
 #endif
-    run.process = host.run();
-    run.log = readText(logPath);
-    unlink(logPath.c_str());
-    rmdir(directory);
-
-    for (const std::string& line : splitAtNewlines(run.process.out)) {
-        size_t equals = line.find('=');
-        if (equals != std::string::npos) {
-            run.facts[line.substr(0, equals)] = unescape(line.substr(equals + 1));
+    JvmHostRun run{host.run(), {}, ""};
+    run.log = readWholeFile(dir.path("launcher.log"));
+    for (const std::string& line : splitLines(run.process.out)) {
+        std::string value;
+        for (size_t i = line.find('=') + 1; i > 0 && i < line.size(); ++i) {
+            const bool escaped = line[i] == '\\' && i + 1 < line.size();
+            value += escaped && line[++i] == 'n' ? '\n' : line[i];
         }
+        run.printed[line.substr(0, line.find('='))] = value;
     }
     return run;
-}
-
-int fixtureLine(const std::string& javaFile, const std::string& marker) {
-    std::vector<std::string> lines =
-        splitAtNewlines(readText(std::string(JVM_FIXTURE_SOURCES) + "/contract/" + javaFile));
-    for (size_t i = 0; i < lines.size(); ++i) {
-        if (lines[i].find("// frame:" + marker) != std::string::npos) {
-            return static_cast<int>(i + 1);
-        }
-    }
-    throw std::runtime_error("no marker " + marker + " in " + javaFile);
 }

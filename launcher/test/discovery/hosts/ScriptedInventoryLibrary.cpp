@@ -1,122 +1,68 @@
-// A stand-in for libinventory.so whose answers the test sets, and which records
-// how it was called. Built in variants that break the adapter's expectations:
+// A stand-in for libinventory.so whose answer the test sets and which records
+// how it was asked. Built in variants that break the adapter's expectations:
 // WITHOUT_LAST_ERROR leaves out getLastError, FAILING_ISOLATE refuses isolates.
 
+#include <optional>
 #include <set>
 #include <string>
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
-struct ScriptedThread {};
-
 namespace {
-std::string answer;
-bool answerIsNull = false;
+std::optional<std::string> answer;
 std::string error;
-int liveIsolates = 0;
-int createdIsolates = 0;
-int queries = 0;
-int lastMinimalVersion = 0;
-std::string lastArchitecture;
-std::string lastLauncherPath;
-void* lastReserved = nullptr;
-bool queriedOnLiveIsolate = false;
-ScriptedThread* lastThread = nullptr;
-std::set<ScriptedThread*> liveThreads;
+std::string lastCall;
+std::set<int*> live;
 }  // namespace
 
+// answer: what findJavaComponent returns (null for null); error: what
+// getLastError returns. Isolates a test left behind on purpose are freed here.
 EXPORT void scriptedInventoryReset(const char* newAnswer, const char* newError) {
-    // Isolates a test left behind on purpose go here, not into a leak report.
-    for (ScriptedThread* thread : liveThreads) {
+    for (int* thread : live) {
         delete thread;
     }
-    liveThreads.clear();
-    answerIsNull = newAnswer == nullptr;
-    answer = newAnswer != nullptr ? newAnswer : "";
-    error = newError != nullptr ? newError : "";
-    liveIsolates = 0;
-    createdIsolates = 0;
-    lastThread = nullptr;
-    queries = 0;
-    lastMinimalVersion = 0;
-    lastArchitecture.clear();
-    lastLauncherPath.clear();
-    lastReserved = nullptr;
-    queriedOnLiveIsolate = false;
+    live.clear();
+    answer = newAnswer != nullptr ? std::optional<std::string>(newAnswer) : std::nullopt;
+    error = newError;
+    lastCall.clear();
 }
-
 EXPORT int scriptedInventoryLiveIsolates() {
-    return liveIsolates;
+    return static_cast<int>(live.size());
 }
-EXPORT int scriptedInventoryCreatedIsolates() {
-    return createdIsolates;
-}
-EXPORT int scriptedInventoryQueries() {
-    return queries;
-}
-EXPORT int scriptedInventoryLastMinimalVersion() {
-    return lastMinimalVersion;
-}
-EXPORT const char* scriptedInventoryLastArchitecture() {
-    return lastArchitecture.c_str();
-}
-EXPORT const char* scriptedInventoryLastLauncherPath() {
-    return lastLauncherPath.c_str();
-}
-EXPORT void* scriptedInventoryLastReserved() {
-    return lastReserved;
-}
-EXPORT bool scriptedInventoryQueriedOnLiveIsolate() {
-    return queriedOnLiveIsolate;
+EXPORT const char* scriptedInventoryLastCall() {
+    return lastCall.c_str();
 }
 
-EXPORT int graal_create_isolate(void*, void** isolate, ScriptedThread** thread) {
+EXPORT int graal_create_isolate(void*, [[maybe_unused]] void** isolate,
+                                [[maybe_unused]] int** thread) {
 #ifdef FAILING_ISOLATE
-    (void)isolate;
-    (void)thread;
     return 7;
 #else
-    auto* created = new ScriptedThread;
-    if (isolate != nullptr) {
-        *isolate = created;
-    }
-    *thread = created;
-    lastThread = created;
-    liveThreads.insert(created);
-    ++liveIsolates;
-    ++createdIsolates;
+    *thread = *live.insert(new int).first;
     return 0;
 #endif
 }
 
-EXPORT int graal_tear_down_isolate(ScriptedThread* thread) {
-    if (liveThreads.erase(thread) == 0) {
+EXPORT int graal_tear_down_isolate(int* thread) {
+    if (live.erase(thread) == 0) {
         return 1;
     }
     delete thread;
-    --liveIsolates;
     return 0;
 }
 
-EXPORT const char* findJavaComponent(ScriptedThread* thread, int minimalVersion,
-                                     const char* architecture, const char* launcherPath,
-                                     void* reserved) {
-    ++queries;
-    queriedOnLiveIsolate = thread != nullptr && thread == lastThread && liveThreads.count(thread);
-    lastMinimalVersion = minimalVersion;
-    lastArchitecture = architecture != nullptr ? architecture : "(null)";
-    lastLauncherPath = launcherPath != nullptr ? launcherPath : "(null)";
-    lastReserved = reserved;
-    return answerIsNull ? nullptr : answer.c_str();
+EXPORT const char* findJavaComponent(int* thread, int minimalVersion, const char* architecture,
+                                     const char* launcherPath, void* reserved) {
+    lastCall = std::to_string(minimalVersion) + " " + architecture + " " + launcherPath +
+               (live.count(thread) != 0 ? " on a live isolate" : " on no isolate") +
+               (reserved != nullptr ? " with a reserved pointer" : "");
+    return answer ? answer->c_str() : nullptr;
 }
 
 #ifndef WITHOUT_LAST_ERROR
-EXPORT const char* getLastError(ScriptedThread* thread) {
-    // Read after the isolate is gone, the text would be a use-after-free in a
-    // real library; refusing it here makes the adapter's order visible.
-    if (liveThreads.count(thread) == 0) {
-        return "getLastError called without a live isolate";
-    }
-    return error.c_str();
+// Read after the isolate is gone, the text would be a use-after-free in a real
+// library; refusing it here makes the adapter's order visible.
+EXPORT const char* getLastError(int* thread) {
+    return live.count(thread) != 0 ? error.c_str() : "getLastError without a live isolate";
 }
 #endif
