@@ -12,7 +12,7 @@ class ISystemUtils;
 // Turns SIGUSR1 and SIGINT (simple stop) and SIGUSR2 (fast stop) from outside the
 // process into events one thread can wait for. Signals that the process's own threads
 // send to each other (the JVM does so with SIGUSR2) go on to the handler that was in
-// place before ours.
+// place before ours, or that was set for the signal since.
 class LinuxStopRequestListener : public ICancellableWait {
   public:
     // Installs the handlers; throws LauncherException when the semaphore or a handler
