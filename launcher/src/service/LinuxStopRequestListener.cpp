@@ -42,7 +42,8 @@ std::atomic<int> handlersInFlight{0};
 // Signals seen but not yet written to the log, per stop signal.
 std::atomic<unsigned> risenCount[kStopSignalCount];
 
-// Early requests: held while no listener exists, released one per wait afterwards.
+// Early requests: held while no listener exists or it has not waited yet, released one
+// per wait afterwards.
 // A held kind stores its arrival number (0 = none) so that releases keep the order.
 std::atomic<bool> holdingEarlyRequests{false};
 std::atomic<unsigned long> arrivalCounter{0};
@@ -111,13 +112,16 @@ void acceptStopSignal(int index, int signalNumber) {
     const bool fast = signalNumber == SIGUSR2;
     handlersInFlight.fetch_add(1);
     LinuxStopRequestListener* listener = currentListener.load();
-    if (listener != nullptr) {
+    if (listener != nullptr && listener->answersSignals()) {
         risenCount[index].fetch_add(1);
         listener->request(fast);
         listener->wakeSignalReporter();
-    } else if (holdingEarlyRequests.load()) {
+    } else if (listener != nullptr || holdingEarlyRequests.load()) {
         risenCount[index].fetch_add(1);
         holdRequest(fast);
+        if (listener != nullptr) {
+            listener->wakeSignalReporter();
+        }
     }
     handlersInFlight.fetch_sub(1, std::memory_order_release);
 }
@@ -215,6 +219,12 @@ void releaseOneHeldRequest(LinuxStopRequestListener& listener) {
     }
 }
 
+void waitForHandlersToLeave() {
+    while (handlersInFlight.load(std::memory_order_acquire) != 0) {
+        sched_yield();
+    }
+}
+
 void waitOnSemaphore(sem_t* semaphore) {
     // A signal handled on this thread (one the JVM sends itself, say) may end the wait
     // early; that is not an event.
@@ -261,6 +271,11 @@ int LinuxStopRequestListener::waitForEvent() {
     if (fastBefore && simpleBefore) {
         return 0;
     }
+    if (!answeringSignals_.exchange(true)) {
+        // A handler that found the listener not answering yet may be about to hold its
+        // request; it must be held before the release below looks.
+        waitForHandlersToLeave();
+    }
     releaseOneHeldRequest(*this);
     waitOnSemaphore(&semaphore_);
     const bool fast = fastRequested_.load(std::memory_order_acquire) != fastBefore;
@@ -273,6 +288,10 @@ int LinuxStopRequestListener::waitForEvent() {
 void LinuxStopRequestListener::holdEarlyRequests(ISystemUtils& systemUtils) {
     installStopSignalHandlers(systemUtils);
     holdingEarlyRequests.store(true);
+}
+
+bool LinuxStopRequestListener::answersSignals() const {
+    return answeringSignals_.load();
 }
 
 void LinuxStopRequestListener::wakeSignalReporter() {
@@ -299,9 +318,7 @@ bool publish(LinuxStopRequestListener* listener) {
 
 LinuxStopRequestListener* withdraw() {
     LinuxStopRequestListener* listener = currentListener.exchange(nullptr);
-    while (handlersInFlight.load(std::memory_order_acquire) != 0) {
-        sched_yield();
-    }
+    waitForHandlersToLeave();
     holdingEarlyRequests.store(false);
     heldRequest[0].store(0);
     heldRequest[1].store(0);

@@ -117,10 +117,28 @@ TEST_F(LinuxStopRequestListenerTest, EachKindFromAnotherProcessWakesTheWaiterOnc
               messages);
 }
 
-TEST_F(LinuxStopRequestListenerTest, BothKindsBeforeTheFirstWaitLeaveNothingToWaitFor) {
+// Between the listener's creation and the first wait the service routine is still
+// starting the Java side; a stop signal there must keep its kind, and a simple and a
+// fast one must not cancel each other out.
+TEST_F(LinuxStopRequestListenerTest, SignalsBeforeTheFirstWaitKeepTheirKindAndOrder) {
     auto listener = StopRequestListener::create(system);
     queueToThisThread(SIGUSR2);
+    EXPECT_EQ(2, listener->waitForEvent());
+    listener.reset();
+
+    listener = StopRequestListener::create(system);
+    queueToThisThread(SIGUSR2);
     queueToThisThread(SIGUSR1);
+    EXPECT_EQ(2, listener->waitForEvent());
+    EXPECT_EQ(1, listener->waitForEvent());
+    EXPECT_EQ(0, listener->waitForEvent());
+    listener.reset();
+
+    // Requests made in the process are not held: both kinds before the first wait
+    // leave nothing to wait for.
+    listener = StopRequestListener::create(system);
+    listener->request(true);
+    listener->request(false);
     EXPECT_EQ(0, listener->waitForEvent());
 }
 
