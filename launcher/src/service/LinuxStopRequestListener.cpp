@@ -1,5 +1,6 @@
 #include "service/LinuxStopRequestListener.h"
 
+#include <dlfcn.h>
 #include <sched.h>
 #include <signal.h>
 #include <unistd.h>
@@ -41,43 +42,62 @@ std::atomic<int> handlersInFlight{0};
 // Signals seen but not yet written to the log, per stop signal.
 std::atomic<unsigned> risenCount[kStopSignalCount];
 
-// Early requests: held while no listener exists, released one per wait afterwards.
+// Early requests: held while no listener exists or it has not waited yet, released one
+// per wait afterwards.
 // A held kind stores its arrival number (0 = none) so that releases keep the order.
 std::atomic<bool> holdingEarlyRequests{false};
 std::atomic<unsigned long> arrivalCounter{0};
 std::atomic<unsigned long> heldRequest[2];  // [0] simple, [1] fast
 
-// The handler in place before ours, for signals the process sends itself. Each
+// The action that signals the process sends itself are forwarded to: the one found
+// in place before ours, or the one set for the signal since ours is in place. Each
 // change writes a fresh slot and then publishes its index, so the handler never
-// reads a half-written action.
-struct PreviousAction {
-    void (*sigactionHandler)(int, siginfo_t*, void*) = nullptr;
-    void (*plainHandler)(int) = nullptr;
-    bool takesInfo = false;
-    sigset_t mask;
-};
+// reads a half-written action. No slot (-1) is the default action.
 constexpr int kPreviousSlots = 32;
-PreviousAction previousSlots[kPreviousSlots];
+struct sigaction previousSlots[kPreviousSlots];
 std::atomic<int> previousSlotCounter{0};
 std::atomic<int> previousSlotOf[kStopSignalCount] = {-1, -1, -1};
 std::mutex installMutex;
 // Lets the waiter finish the lines the reporter is writing before it logs its own.
 std::mutex reportMutex;
 
+int takePreviousSlot(const struct sigaction& action) {
+    const int slot = previousSlotCounter.fetch_add(1) % kPreviousSlots;
+    previousSlots[slot] = action;
+    return slot;
+}
+
+void rememberPreviousAction(int index, const struct sigaction& action) {
+    previousSlotOf[index].store(takePreviousSlot(action), std::memory_order_release);
+}
+
+void copyPreviousAction(int slot, struct sigaction* into) {
+    if (slot >= 0) {
+        *into = previousSlots[slot];
+    } else {
+        *into = {};
+        into->sa_handler = SIG_DFL;
+    }
+}
+
 void forwardToPreviousHandler(int index, int signalNumber, siginfo_t* info, void* context) {
     const int slot = previousSlotOf[index].load(std::memory_order_acquire);
     if (slot < 0) {
-        // Before us the default action would have ended the process; a stop signal
-        // that the launcher sends itself must not do that, so it is dropped.
         return;
     }
-    const PreviousAction& previous = previousSlots[slot];
+    const struct sigaction& previous = previousSlots[slot];
+    if ((previous.sa_flags & SA_SIGINFO) == 0 &&
+        (previous.sa_handler == SIG_DFL || previous.sa_handler == SIG_IGN)) {
+        // The default action of a stop signal ends the process; one that the launcher
+        // sends itself must not do that, so it is dropped like an ignored one.
+        return;
+    }
     sigset_t savedMask;
-    pthread_sigmask(SIG_BLOCK, &previous.mask, &savedMask);
-    if (previous.takesInfo) {
-        previous.sigactionHandler(signalNumber, info, context);
-    } else if (previous.plainHandler != SIG_IGN && previous.plainHandler != SIG_DFL) {
-        previous.plainHandler(signalNumber);
+    pthread_sigmask(SIG_BLOCK, &previous.sa_mask, &savedMask);
+    if ((previous.sa_flags & SA_SIGINFO) != 0) {
+        previous.sa_sigaction(signalNumber, info, context);
+    } else {
+        previous.sa_handler(signalNumber);
     }
     pthread_sigmask(SIG_SETMASK, &savedMask, nullptr);
 }
@@ -92,13 +112,16 @@ void acceptStopSignal(int index, int signalNumber) {
     const bool fast = signalNumber == SIGUSR2;
     handlersInFlight.fetch_add(1);
     LinuxStopRequestListener* listener = currentListener.load();
-    if (listener != nullptr) {
+    if (listener != nullptr && listener->answersSignals()) {
         risenCount[index].fetch_add(1);
         listener->request(fast);
         listener->wakeSignalReporter();
-    } else if (holdingEarlyRequests.load()) {
+    } else if (listener != nullptr || holdingEarlyRequests.load()) {
         risenCount[index].fetch_add(1);
         holdRequest(fast);
+        if (listener != nullptr) {
+            listener->wakeSignalReporter();
+        }
     }
     handlersInFlight.fetch_sub(1, std::memory_order_release);
 }
@@ -122,14 +145,22 @@ bool isOurHandler(const struct sigaction& action) {
     return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == stopSignalHandler;
 }
 
-void rememberPreviousAction(int index, const struct sigaction& action) {
-    const int slot = previousSlotCounter.fetch_add(1) % kPreviousSlots;
-    PreviousAction& previous = previousSlots[slot];
-    previous.takesInfo = (action.sa_flags & SA_SIGINFO) != 0;
-    previous.sigactionHandler = previous.takesInfo ? action.sa_sigaction : nullptr;
-    previous.plainHandler = previous.takesInfo ? nullptr : action.sa_handler;
-    previous.mask = action.sa_mask;
-    previousSlotOf[index].store(slot, std::memory_order_release);
+using SigactionFunction = int (*)(int, const struct sigaction*, struct sigaction*);
+std::atomic<SigactionFunction> realSigactionFunction{nullptr};
+
+// The C library's sigaction, which the one defined at the end of this file stands in
+// front of.
+int realSigaction(int signalNumber, const struct sigaction* action, struct sigaction* oldAction) {
+    SigactionFunction real = realSigactionFunction.load(std::memory_order_acquire);
+    if (real == nullptr) {
+        real = reinterpret_cast<SigactionFunction>(dlsym(RTLD_NEXT, "sigaction"));
+        if (real == nullptr) {
+            errno = ENOSYS;
+            return -1;
+        }
+        realSigactionFunction.store(real, std::memory_order_release);
+    }
+    return real(signalNumber, action, oldAction);
 }
 
 [[noreturn]] void throwCannotWait(ISystemUtils& systemUtils) {
@@ -146,21 +177,17 @@ void installStopSignalHandlers(ISystemUtils& systemUtils) {
     std::lock_guard<std::mutex> lock(installMutex);
     for (int i = 0; i < kStopSignalCount; ++i) {
         struct sigaction current {};
-        if (sigaction(kStopSignals[i], nullptr, &current) != 0) {
+        if (realSigaction(kStopSignals[i], nullptr, &current) != 0) {
             throwCannotWait(systemUtils);
         }
         if (!isOurHandler(current)) {
-            if (current.sa_handler == SIG_DFL && (current.sa_flags & SA_SIGINFO) == 0) {
-                previousSlotOf[i].store(-1, std::memory_order_release);
-            } else {
-                rememberPreviousAction(i, current);
-            }
+            rememberPreviousAction(i, current);
         }
         struct sigaction action {};
         action.sa_sigaction = stopSignalHandler;
         action.sa_flags = SA_SIGINFO | SA_RESTART;
         sigemptyset(&action.sa_mask);
-        if (sigaction(kStopSignals[i], &action, nullptr) != 0) {
+        if (realSigaction(kStopSignals[i], &action, nullptr) != 0) {
             throwCannotWait(systemUtils);
         }
     }
@@ -189,6 +216,12 @@ void releaseOneHeldRequest(LinuxStopRequestListener& listener) {
     const int kind = (fast != 0 && (simple == 0 || fast < simple)) ? 1 : 0;
     if (heldRequest[kind].exchange(0) != 0) {
         listener.request(kind == 1);
+    }
+}
+
+void waitForHandlersToLeave() {
+    while (handlersInFlight.load(std::memory_order_acquire) != 0) {
+        sched_yield();
     }
 }
 
@@ -238,6 +271,11 @@ int LinuxStopRequestListener::waitForEvent() {
     if (fastBefore && simpleBefore) {
         return 0;
     }
+    if (!answeringSignals_.exchange(true)) {
+        // A handler that found the listener not answering yet may be about to hold its
+        // request; it must be held before the release below looks.
+        waitForHandlersToLeave();
+    }
     releaseOneHeldRequest(*this);
     waitOnSemaphore(&semaphore_);
     const bool fast = fastRequested_.load(std::memory_order_acquire) != fastBefore;
@@ -250,6 +288,10 @@ int LinuxStopRequestListener::waitForEvent() {
 void LinuxStopRequestListener::holdEarlyRequests(ISystemUtils& systemUtils) {
     installStopSignalHandlers(systemUtils);
     holdingEarlyRequests.store(true);
+}
+
+bool LinuxStopRequestListener::answersSignals() const {
+    return answeringSignals_.load();
 }
 
 void LinuxStopRequestListener::wakeSignalReporter() {
@@ -276,9 +318,7 @@ bool publish(LinuxStopRequestListener* listener) {
 
 LinuxStopRequestListener* withdraw() {
     LinuxStopRequestListener* listener = currentListener.exchange(nullptr);
-    while (handlersInFlight.load(std::memory_order_acquire) != 0) {
-        sched_yield();
-    }
+    waitForHandlersToLeave();
     holdingEarlyRequests.store(false);
     heldRequest[0].store(0);
     heldRequest[1].store(0);
@@ -299,3 +339,33 @@ int waitForEvent() {
 }
 
 }  // namespace currentStopListener
+
+// Once our handler is in place for a stop signal it stays there: whoever in the process
+// sets an action for that signal later (HotSpot does so for SIGUSR2 and SIGINT while the
+// JVM is being created) sets the action that the signals the process sends itself are
+// forwarded to, and is told the action it would have found without us. Otherwise a stop
+// request arriving after such a call would go to the JVM, where a SIGINT ends the
+// process without the stop method and a SIGUSR2 is dropped, or crashes the JVM on a
+// thread it does not know. The executable exports this definition, so the libraries it
+// loads (the JVM's among them) call it instead of the C library's; signal() is left
+// alone, since the JVM sets its actions with sigaction only.
+int sigaction(int signalNumber, const struct sigaction* action,
+              struct sigaction* oldAction) noexcept {
+    const int index = stopSignalIndex(signalNumber);
+    struct sigaction current {};
+    if (index < 0 || realSigaction(signalNumber, nullptr, &current) != 0 ||
+        !isOurHandler(current)) {
+        return realSigaction(signalNumber, action, oldAction);
+    }
+    int replaced;
+    if (action != nullptr) {
+        replaced =
+            previousSlotOf[index].exchange(takePreviousSlot(*action), std::memory_order_acq_rel);
+    } else {
+        replaced = previousSlotOf[index].load(std::memory_order_acquire);
+    }
+    if (oldAction != nullptr) {
+        copyPreviousAction(replaced, oldAction);
+    }
+    return 0;
+}

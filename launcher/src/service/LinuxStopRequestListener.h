@@ -12,7 +12,9 @@ class ISystemUtils;
 // Turns SIGUSR1 and SIGINT (simple stop) and SIGUSR2 (fast stop) from outside the
 // process into events one thread can wait for. Signals that the process's own threads
 // send to each other (the JVM does so with SIGUSR2) go on to the handler that was in
-// place before ours.
+// place before ours, or that was set for the signal since. Stop signals that arrive
+// before the first wait are held and come out one per wait in the order they came,
+// so that a simple and a fast stop before it make two events instead of none.
 class LinuxStopRequestListener : public ICancellableWait {
   public:
     // Installs the handlers; throws LauncherException when the semaphore or a handler
@@ -30,6 +32,10 @@ class LinuxStopRequestListener : public ICancellableWait {
     // held and handed, in the order they came, to the waits of the next listener.
     static void holdEarlyRequests(ISystemUtils& systemUtils);
 
+    // Called from the signal handler only: whether a stop signal becomes a request at
+    // once, which it does from the first wait on.
+    bool answersSignals() const;
+
     // Called from the signal handler only: wakes the thread that writes the log lines
     // of the signals, since the handler itself may not take the log's lock.
     void wakeSignalReporter();
@@ -40,6 +46,7 @@ class LinuxStopRequestListener : public ICancellableWait {
     sem_t semaphore_;
     std::atomic<bool> fastRequested_{false};
     std::atomic<bool> simpleRequested_{false};
+    std::atomic<bool> answeringSignals_{false};
     sem_t reporterSemaphore_;
     std::atomic<bool> reporterStopping_{false};
     std::thread reporter_;

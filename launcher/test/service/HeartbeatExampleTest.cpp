@@ -74,10 +74,6 @@ class HeartbeatExampleTest : public ::testing::Test {
     const std::string instance = dir.path("instance");
 };
 
-int exitCodeOf(const std::optional<int>& status) {
-    return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
-}
-
 // The last line of a text, without its line feed.
 std::string lastLine(std::string text) {
     if (!text.empty() && text.back() == '\n') {

@@ -117,10 +117,28 @@ TEST_F(LinuxStopRequestListenerTest, EachKindFromAnotherProcessWakesTheWaiterOnc
               messages);
 }
 
-TEST_F(LinuxStopRequestListenerTest, BothKindsBeforeTheFirstWaitLeaveNothingToWaitFor) {
+// Between the listener's creation and the first wait the service routine is still
+// starting the Java side; a stop signal there must keep its kind, and a simple and a
+// fast one must not cancel each other out.
+TEST_F(LinuxStopRequestListenerTest, SignalsBeforeTheFirstWaitKeepTheirKindAndOrder) {
     auto listener = StopRequestListener::create(system);
     queueToThisThread(SIGUSR2);
+    EXPECT_EQ(2, listener->waitForEvent());
+    listener.reset();
+
+    listener = StopRequestListener::create(system);
+    queueToThisThread(SIGUSR2);
     queueToThisThread(SIGUSR1);
+    EXPECT_EQ(2, listener->waitForEvent());
+    EXPECT_EQ(1, listener->waitForEvent());
+    EXPECT_EQ(0, listener->waitForEvent());
+    listener.reset();
+
+    // Requests made in the process are not held: both kinds before the first wait
+    // leave nothing to wait for.
+    listener = StopRequestListener::create(system);
+    listener->request(true);
+    listener->request(false);
     EXPECT_EQ(0, listener->waitForEvent());
 }
 
@@ -144,6 +162,38 @@ TEST_F(LinuxStopRequestListenerTest, SignalsBetweenOurOwnThreadsGoToThePreviousH
     signalFromAnotherProcess(SIGUSR2);
     EXPECT_EQ(2, waiter.event.get());
     EXPECT_EQ(usr2Calls, previousUsr2Calls.load()) << "a stop request reached the JVM's handler";
+}
+
+// The JVM sets its own actions for SIGUSR2 and SIGINT while it is being created, when
+// ours are already in place and no listener exists yet. It must be told what it would
+// have found without us and afterwards see its own action, yet only the process's own
+// signals may reach it: stop requests are still held.
+TEST_F(LinuxStopRequestListenerTest, ActionsSetAfterOursTakeOnlyTheProcesssOwnSignals) {
+    LinuxStopRequestListener::holdEarlyRequests(system);
+    const int usr2Calls = previousUsr2Calls;
+    struct sigaction found {};
+    sigaction(SIGUSR2, nullptr, &found);
+    struct sigaction jvm {};
+    jvm.sa_sigaction = previousUsr2Handler;
+    jvm.sa_flags = SA_SIGINFO | SA_RESTART;
+    struct sigaction replaced {};
+    ASSERT_EQ(0, sigaction(SIGUSR2, &jvm, &replaced));
+    EXPECT_EQ(found.sa_handler, replaced.sa_handler);
+    struct sigaction seen {};
+    sigaction(SIGUSR2, nullptr, &seen);
+    EXPECT_EQ(&previousUsr2Handler, seen.sa_sigaction);
+    struct sigaction defaultAction {};
+    defaultAction.sa_handler = SIG_DFL;
+    sigaction(SIGINT, &defaultAction, nullptr);
+
+    signalFromAnotherProcess(SIGUSR2);
+    signalFromAnotherProcess(SIGINT);  // the default action would end the process
+    EXPECT_EQ(usr2Calls, previousUsr2Calls.load()) << "a stop request reached the JVM's handler";
+    auto listener = StopRequestListener::create(system);
+    EXPECT_EQ(2, listener->waitForEvent());
+    EXPECT_EQ(1, listener->waitForEvent());
+    signalOwnThread(static_cast<pid_t>(syscall(SYS_gettid)), SIGUSR2);
+    EXPECT_TRUE(eventually([&] { return previousUsr2Calls > usr2Calls; }));
 }
 
 TEST_F(LinuxStopRequestListenerTest, EarlySignalsAreHeldForTheListenerAndNoLonger) {

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -20,10 +21,20 @@ constexpr std::chrono::milliseconds kPoll{20};
 
 class SpawnSetup {
   public:
-    SpawnSetup(const std::string& outFile, const std::string& errFile) {
+    SpawnSetup(const std::string& outFile, const std::string& errFile,
+               const std::string& terminalName) {
         posix_spawn_file_actions_init(&actions_);
         posix_spawnattr_init(&attributes_);
-        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+        if (terminalName.empty()) {
+            posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        } else {
+            // Opened after setsid by a session leader without O_NOCTTY, the terminal
+            // becomes the controlling one, so its interrupt character signals the child.
+            flags |= POSIX_SPAWN_SETSID;
+            posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, terminalName.c_str(), O_RDWR,
+                                             0);
+        }
         posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, outFile.c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0644);
         posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, errFile.c_str(),
@@ -37,7 +48,7 @@ class SpawnSetup {
             sigaddset(&defaults, signalNumber);
         }
         posix_spawnattr_setsigdefault(&attributes_, &defaults);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        posix_spawnattr_setflags(&attributes_, flags);
     }
     ~SpawnSetup() {
         posix_spawn_file_actions_destroy(&actions_);
@@ -58,7 +69,8 @@ class SpawnSetup {
 
 SpawnedProcess::SpawnedProcess(const std::string& program, const std::vector<std::string>& args,
                                const std::string& outFile, const std::string& errFile,
-                               const std::vector<std::string>& environmentChanges) {
+                               const std::vector<std::string>& environmentChanges,
+                               bool onTerminal) {
     std::vector<std::string> environment = environmentChanges;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string text(*entry);
@@ -83,7 +95,17 @@ SpawnedProcess::SpawnedProcess(const std::string& program, const std::vector<std
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
-    SpawnSetup setup(outFile, errFile);
+    std::string terminalName;
+    if (onTerminal) {
+        char name[256];
+        terminal_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (terminal_ < 0 || ::grantpt(terminal_) != 0 || ::unlockpt(terminal_) != 0 ||
+            ::ptsname_r(terminal_, name, sizeof(name)) != 0) {
+            throw std::runtime_error(std::string("no terminal: ") + std::strerror(errno));
+        }
+        terminalName = name;
+    }
+    SpawnSetup setup(outFile, errFile, terminalName);
     int error = posix_spawn(&pid_, program.c_str(), setup.actions(), setup.attributes(),
                             argv.data(), envp.data());
     if (error != 0) {
@@ -96,10 +118,28 @@ SpawnedProcess::~SpawnedProcess() {
         ::kill(pid_, SIGKILL);
         reapWithin(pid_, std::chrono::seconds(10));
     }
+    if (terminal_ >= 0) {
+        ::close(terminal_);
+    }
 }
 
 void SpawnedProcess::signal(int signalNumber) const {
     ::kill(pid_, signalNumber);
+}
+
+void SpawnedProcess::type(const std::string& text) const {
+    if (::write(terminal_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw std::runtime_error(std::string("cannot type: ") + std::strerror(errno));
+    }
+}
+
+bool SpawnedProcess::hasEnded() const {
+    if (status_) {
+        return true;
+    }
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == pid_;
 }
 
 std::optional<int> SpawnedProcess::waitForEnd(std::chrono::milliseconds limit) {
@@ -135,6 +175,10 @@ std::optional<int> reapWithin(pid_t pid, std::chrono::milliseconds limit) {
         }
         std::this_thread::sleep_for(kPoll);
     }
+}
+
+int exitCodeOf(const std::optional<int>& status) {
+    return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
 }
 
 bool waitForText(const std::string& file, const std::string& text,
