@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <iconv.h>
 
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -24,11 +25,13 @@ Out reference(const char* to, const char* from, const In& input) {
     return Out(out.data());
 }
 
-TEST(TextConversionTest, NullAndEmptyTextsConvertToEmpty) {
+TEST(TextConversionTest, NullAndEmptyTextsAndNumbers) {
     EXPECT_EQ(L"", toWide(static_cast<const char*>(nullptr)));
     EXPECT_EQ("", toUtf8(static_cast<const wchar_t*>(nullptr)));
     EXPECT_EQ(L"", toWide(""));
     EXPECT_EQ("", toUtf8(std::wstring()));
+    EXPECT_EQ(L"-9223372036854775808", toText(LONG_MIN));
+    EXPECT_EQ(L"18446744073709551615", toText(ULONG_MAX));
 }
 
 // Random byte soup, biased towards UTF-8 lead and continuation bytes, and
