@@ -55,8 +55,6 @@ TEST(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
     EXPECT_FALSE(lock.holdsFileAt(handle, path));
     EXPECT_FALSE(lock.isLocked(path));
     lock.release(handle);
-    EXPECT_EQ(IFileLock::DeleteResult::Deleted, lock.deleteUnlessLocked(path));
-    EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
 
     try {
         lock.acquire(dir.wpath("no/launcher.pid"), "1");

@@ -8,10 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/LauncherOsException.h"
-#include "support/Catalogue.h"
 #include "support/ProcessRunner.h"
-#include "support/TempDir.h"
 
 namespace {
 
@@ -51,19 +48,6 @@ TEST(LinuxProcessUtilsTest, SleepIsOneShortNanosleep) {
         EXPECT_NE(0, process.sleep(refused)) << refused;
     }
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
-}
-
-TEST(LinuxProcessUtilsTest, FailedChangeOfDirectoryNamesIt) {
-    ScopedCatalogue english;
-    TempDir dir;
-    try {
-        LinuxProcessUtils().changeDirectory(dir.wpath("missing"));
-        ADD_FAILURE() << "changed to a missing directory";
-    } catch (const LauncherOsException& e) {
-        EXPECT_EQ(L"Cannot change current directory to '" + dir.wpath("missing") +
-                      L"'. Error: (2) No such file or directory",
-                  e.getMessage());
-    }
 }
 
 }  // namespace
