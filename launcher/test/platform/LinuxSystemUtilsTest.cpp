@@ -32,11 +32,13 @@ TEST(LinuxSystemUtilsTest, LocaleChoosesTheCatalogue) {
             if (lang != nullptr) {
                 setenv("LANG", lang, 1);
             }
-            const char* chosen = std::setlocale(LC_CTYPE, "");
+            // Copied at once: the next setlocale frees the name.
+            const char* name = std::setlocale(LC_CTYPE, "");
+            const std::string chosen = name != nullptr ? name : "(null)";
             LinuxSystemUtils system;
             // Asked directly, as another catalogue may be the current one.
             LocalizationSupport catalogue(system);
-            return std::string(chosen != nullptr ? chosen : "(null)") + "|" +
+            return chosen + "|" +
                    toUtf8(system.getLocaleName() + L"|" + system.getLanguage() + L"|" +
                           catalogue.getLanguageCode() + L"|" +
                           catalogue.getMessage("IDS_STARTED_HEADER"));

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -70,13 +69,14 @@ MessageTable fill(const ILocalizationResource& resource) {
 
 // The conversion slots of a text in order; "%%" is a literal, and any other
 // "%x" is kept as it stands so that a stray "%s" shows up.
-std::vector<std::string> slots(const std::string& text) {
-    static const std::regex slot("%(%|ls|.?)");
+std::vector<std::string> slots(std::string_view text) {
     std::vector<std::string> found;
-    for (std::sregex_iterator m(text.begin(), text.end(), slot), end; m != end; ++m) {
-        if (m->str() != "%%") {
-            found.push_back(m->str());
+    for (size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at)) {
+        const size_t length = text.substr(at + 1, 2) == "ls" ? 3 : 2;
+        if (text.substr(at, 2) != "%%") {
+            found.emplace_back(text.substr(at, length));
         }
+        at += text.substr(at, 2) == "%%" ? 2 : length;
     }
     return found;
 }
@@ -84,14 +84,18 @@ std::vector<std::string> slots(const std::string& text) {
 // Every id the launcher's sources ask for, outside the catalogues themselves.
 std::set<std::string> idsUsedInCode() {
     const auto sources = std::filesystem::path(__FILE__).parent_path() / "../../src";
-    const std::regex id("\"(IDS_[A-Z0-9_]+)\"");
     std::set<std::string> ids;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(sources)) {
         if (entry.is_regular_file() &&
             entry.path().filename().string().rfind("LocalizationResource_", 0) != 0) {
             const std::string text = readWholeFile(entry.path());
-            for (std::sregex_iterator m(text.begin(), text.end(), id), end; m != end; ++m) {
-                ids.insert((*m)[1]);
+            for (size_t at = text.find("\"IDS_"); at != std::string::npos;
+                 at = text.find("\"IDS_", at + 1)) {
+                const size_t end =
+                    text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", at + 1);
+                if (end != std::string::npos && text[end] == '"') {
+                    ids.insert(text.substr(at + 1, end - at - 1));
+                }
             }
         }
     }
