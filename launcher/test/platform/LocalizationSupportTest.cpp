@@ -2,40 +2,40 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "fakes/FakeSystemUtils.h"
 #include "platform/LauncherException.h"
+#include "platform/LocalizationResource_Root.h"
+#include "platform/LocalizationResource_Ru.h"
 #include "support/Catalogue.h"
+#include "support/TempDir.h"
 
 namespace {
 
 TEST(LocalizationSupportTest, GetTextBeforeAnyCatalogueIsAnInternalError) {
     try {
         LocalizationSupport::getText("IDS_NORMAL_EXIT");
-        FAIL() << "expected LauncherException";
+        ADD_FAILURE() << "a text without a catalogue";
     } catch (const LauncherException& e) {
         EXPECT_EQ(21, e.getCode());
         EXPECT_EQ(L"LocalizationSupport was not initialized.", e.getMessage());
     }
 }
 
-TEST(LocalizationSupportTest, LocaleNameWinsOverLanguageAndUnknownFallsBackToEnglish) {
-    FakeSystemUtils russianByLanguage(L"ru_RU", L"ru");
-    EXPECT_EQ(L"ru", LocalizationSupport(russianByLanguage).getLanguageCode());
-    FakeSystemUtils german(L"de_DE", L"de");
-    EXPECT_EQ(L"en", LocalizationSupport(german).getLanguageCode());
-    // A locale name that is itself a language code is matched first.
+// Plain locales are chosen in the system utilities' test.
+TEST(LocalizationSupportTest, LocaleNameThatIsALanguageCodeWinsOverTheLanguage) {
     FakeSystemUtils odd(L"ru", L"en");
     EXPECT_EQ(L"ru", LocalizationSupport(odd).getLanguageCode());
 }
 
-TEST(LocalizationSupportTest, UnknownIdsPrintAsTheirOwnNames) {
-    ScopedCatalogue english;
-    EXPECT_EQ(L"IDS_UNKNOWN_MODE", LocalizationSupport::getText("IDS_UNKNOWN_MODE"));
-    EXPECT_EQ(L"IDS_CWD_CHANGED_TO", LocalizationSupport::getText("IDS_CWD_CHANGED_TO"));
-    EXPECT_EQ(L"Normal exit", LocalizationSupport::getText("IDS_NORMAL_EXIT"));
-}
-
-TEST(LocalizationSupportTest, FormatFillsSlotsInOrder) {
+TEST(LocalizationSupportTest, FormatFillsSlotsInOrderAndUnknownIdsPrintAsTheirNames) {
     ScopedCatalogue english;
     EXPECT_EQ(L"Mutually exclusive CLI arguments --pid and --pidfile are set",
               formatMessage("IDS_OPTS_MUT_EX_MET", L"--pid", std::wstring(L"--pidfile")));
@@ -43,19 +43,12 @@ TEST(LocalizationSupportTest, FormatFillsSlotsInOrder) {
               formatMessage("IDS_LAUNCHER_STOPPED_GRACEFULLY", 2147483647));
     EXPECT_EQ(L"Launcher with PID=-2147483648 was forced to stop",
               formatMessage("IDS_LAUNCHER_KILLED", -2147483647 - 1));
-}
-
-TEST(LocalizationSupportTest, IntegerInTextSlotIsPrintedAsNumber) {
-    ScopedCatalogue english;
+    // An integer in a text slot is printed as a number.
     EXPECT_EQ(
-        L"Cannot create JVM 17 instance with library '/j/libjvm.so'. Error -4: not enough "
-        L"memory",
-        formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", 17, L"/j/libjvm.so", -4,
-                      L"not enough memory"));
-}
-
-TEST(LocalizationSupportTest, UnknownIdIsFormattedAsItsName) {
-    ScopedCatalogue english;
+        L"Cannot create JVM 17 instance with library '/j/libjvm.so'. Error -4: no memory",
+        formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", 17, L"/j/libjvm.so", -4, L"no memory"));
+    // Deliberately without an English text.
+    EXPECT_EQ(L"IDS_CWD_CHANGED_TO", formatMessage("IDS_CWD_CHANGED_TO", L"/srv"));
     EXPECT_EQ(L"IDS_INVENTORY_CALL_ERROR", formatMessage("IDS_INVENTORY_CALL_ERROR", L"boom"));
 }
 
@@ -63,11 +56,112 @@ TEST(LocalizationSupportTest, LanguageFromJvmOptions) {
     EXPECT_EQ(L"ru", languageFromJvmOptions({L"-Duser.language=RU -Xmx1g"}));
     EXPECT_EQ(L"en", languageFromJvmOptions({L"-Xmx1g", L"x-Duser.language=en"}));
     EXPECT_EQ(L"de", languageFromJvmOptions({L"-Duser.language=De", L"-Duser.language=ru"}));
-    EXPECT_EQ(L"", languageFromJvmOptions({L"-Xmx1g"}));
-    EXPECT_EQ(L"", languageFromJvmOptions({L"-Duser.language="}));
-    EXPECT_EQ(L"", languageFromJvmOptions({}));
+    EXPECT_EQ(L"", languageFromJvmOptions({L"-Xmx1g", L"-Duser.language="}));
     // Lower-casing only knows single bytes: a character above U+00FF keeps its low byte.
-    EXPECT_EQ(std::wstring(1, L'a'), languageFromJvmOptions({L"-Duser.language=\u0141"}));
+    EXPECT_EQ(L"a", languageFromJvmOptions({L"-Duser.language=\u0141"}));
+}
+
+MessageTable fill(const ILocalizationResource& resource) {
+    MessageTable table;
+    resource.fillMessages(table);
+    return table;
+}
+
+// The conversion slots of a text in order; "%%" is a literal, and any other
+// "%x" is kept as it stands so that a stray "%s" shows up.
+std::vector<std::string> slots(std::string_view text) {
+    std::vector<std::string> found;
+    for (size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at)) {
+        const size_t length = text.substr(at + 1, 2) == "ls" ? 3 : 2;
+        if (text.substr(at, 2) != "%%") {
+            found.emplace_back(text.substr(at, length));
+        }
+        at += text.substr(at, 2) == "%%" ? 2 : length;
+    }
+    return found;
+}
+
+// Every id the launcher's sources ask for, outside the catalogues themselves.
+std::set<std::string> idsUsedInCode() {
+    const auto sources = std::filesystem::path(__FILE__).parent_path() / "../../src";
+    std::set<std::string> ids;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(sources)) {
+        if (entry.is_regular_file() &&
+            entry.path().filename().string().rfind("LocalizationResource_", 0) != 0) {
+            const std::string text = readWholeFile(entry.path());
+            for (size_t at = text.find("\"IDS_"); at != std::string::npos;
+                 at = text.find("\"IDS_", at + 1)) {
+                const size_t end =
+                    text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", at + 1);
+                if (end != std::string::npos && text[end] == '"') {
+                    ids.insert(text.substr(at + 1, end - at - 1));
+                }
+            }
+        }
+    }
+    return ids;
+}
+
+class MessageCatalogueTest : public ::testing::Test {
+  protected:
+    const MessageTable english = fill(LocalizationResource_Root());
+    const MessageTable russian = fill(LocalizationResource_Ru());
+};
+
+TEST_F(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTexts) {
+    // Used by the code, deliberately in no catalogue or only in the Russian one.
+    const std::set<std::string> inNone = {"IDS_UNKNOWN_MODE", "IDS_CANNOT_FIND_JFIELD",
+                                          "IDS_INVENTORY_CALL_ERROR"};
+    const std::set<std::string> russianOnly = {"IDS_CWD_CHANGED_TO", "IDS_JVN_LIB"};
+    const std::set<std::string> used = idsUsedInCode();
+    ASSERT_GT(used.size(), 100u) << "the sources were not found beside " << __FILE__;
+    for (const std::string& id : used) {
+        EXPECT_EQ(!inNone.count(id) && !russianOnly.count(id), english.count(id) == 1) << id;
+        EXPECT_EQ(!inNone.count(id), russian.count(id) == 1) << id;
+    }
+    EXPECT_EQ(121u, english.size());
+    EXPECT_EQ(english.size() + russianOnly.size(), russian.size());
+}
+
+TEST_F(MessageCatalogueTest, RussianTextsAreTranslationsWithTheSameSlots) {
+    for (const auto& [id, text] : english) {
+        const std::string_view plain = text;
+        EXPECT_TRUE(std::all_of(plain.begin(), plain.end(), [](char c) {
+            return static_cast<unsigned char>(c) < 0x80;
+        })) << id;
+        auto found = russian.find(id);
+        ASSERT_NE(russian.end(), found) << id;
+        const std::string translated = found->second;
+        EXPECT_EQ(slots(text), slots(translated)) << id;
+        // Appended texts must join the sentence before them the same way.
+        EXPECT_EQ(text[0] == ' ', translated[0] == ' ') << id;
+    }
+    for (const auto& [id, text] : russian) {
+        for (const std::string& slot : slots(text)) {
+            EXPECT_TRUE(slot == "%ls" || slot == "%d") << id << ": " << slot;
+        }
+        // Valid UTF-8 with Cyrillic letters in it.
+        EXPECT_EQ(std::string(text), toUtf8(toWide(text))) << id;
+        EXPECT_NE(std::string::npos, std::string(text).find_first_of("\xD0\xD1")) << id;
+    }
+    // Texts users already know word for word, oddities included.
+    const std::map<std::string, std::string> known = {
+        {"IDS_UNABLE_TO_CONVERT_PATH_TO_ABS",
+         "Не удается конвертировать путь в абсолютный '%ls'. Error: %ls"},
+        {"IDS_GRACEFUL_SHUTDOWN_TIMED_OUT",
+         "Штатная остановка е завершилась в отведенное время и будет прервана."},
+        {"IDS_CANNOT_GUESS_JAVAHOME",
+         "Невозможно определить JAVA_HOME, значение не передано явно, в Реестре программных "
+         "продуктом Orvik и в переменной окружения не удалось найти подходящей версии Java."},
+        {"IDS_YAML_WRONG_INDENT",
+         "Ошибка разбора launcher.yml: некорректный отступ. Ошибка найдена по смещению %d от "
+         "начала файла."},
+        {"IDS_JVN_LIB", "Библиотека JVM используемая для запуска"},
+        {"IDS_CWD_CHANGED_TO", "Текущая рабочая директория изменена на '%ls'"},
+        {"IDS_STARTUP_HEADER", "%ls запущен (launcher %ls, x86-64), PID=%d"}};
+    for (const auto& [id, expected] : known) {
+        EXPECT_EQ(expected, russian.at(id)) << id;
+    }
 }
 
 }  // namespace

@@ -2,28 +2,19 @@
 // executable path and directory, each text ended by a NUL byte.
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "platform/IOsUtilsFactory.h"
-#include "platform/LauncherException.h"
-#include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
 
 int main() {
-    IOsUtilsFactory& os = getOsUtilsFactory();
-    LocalizationSupport catalogue(os.getSystemUtils());
-    try {
-        for (const std::wstring& arg : os.getProcessUtils().getCommandLineArgs()) {
-            std::string utf8 = toUtf8(arg);
-            std::fwrite(utf8.c_str(), 1, utf8.size() + 1, stdout);
-        }
-        for (const std::wstring& path : {os.getProcessUtils().getExecutablePath(),
-                                         os.getProcessUtils().getExecutableDirectory()}) {
-            std::string utf8 = toUtf8(path);
-            std::fwrite(utf8.c_str(), 1, utf8.size() + 1, stdout);
-        }
-    } catch (const LauncherException& e) {
-        std::printf("%s", toUtf8(e.getMessage()).c_str());
-        return e.getCode();
+    IProcessUtils& process = getOsUtilsFactory().getProcessUtils();
+    std::vector<std::wstring> texts = process.getCommandLineArgs();
+    texts.push_back(process.getExecutablePath());
+    texts.push_back(process.getExecutableDirectory());
+    for (const std::wstring& text : texts) {
+        const std::string utf8 = toUtf8(text);
+        std::fwrite(utf8.c_str(), 1, utf8.size() + 1, stdout);
     }
     return 0;
 }
