@@ -7,7 +7,7 @@
 
 #include "platform/IOsUtilsFactory.h"
 #include "support/Catalogue.h"
-#include "support/ChildProcess.h"
+#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -42,21 +42,22 @@ TEST(LinuxConsoleTest, RedirectionAppendsUnbufferedOrReportsTheDestination) {
     for (const Case& c : cases) {
         dir.write("a.txt", "before\n");
         dir.write("b.txt", "before\n");
-        ChildResult result = runInChild([&]() -> std::string {
-            std::wstring errorText;
-            std::unique_ptr<IConsole> console =
-                getOsUtilsFactory().createConsole(toWide(c.cout), toWide(c.cerr), errorText);
-            console->write(L"out1 ");
-            console->writeError(L"err1 ");
-            std::fputs("raw-out ", stdout);
-            std::fputs("raw-err ", stderr);
-            console->writeLine(L"строка");
-            console->writeErrorLine(L"ошибка");
-            return toUtf8(errorText);
-        });
+        ProcessRunner::Result result =
+            ProcessRunner([&]() -> std::string {
+                std::wstring errorText;
+                std::unique_ptr<IConsole> console =
+                    getOsUtilsFactory().createConsole(toWide(c.cout), toWide(c.cerr), errorText);
+                console->write(L"out1 ");
+                console->writeError(L"err1 ");
+                std::fputs("raw-out ", stdout);
+                std::fputs("raw-err ", stderr);
+                console->writeLine(L"строка");
+                console->writeErrorLine(L"ошибка");
+                return toUtf8(errorText);
+            }).run();
         SCOPED_TRACE(c.cout + " " + c.cerr);
         EXPECT_EQ(0, result.exitCode);
-        EXPECT_EQ(c.error, result.output);
+        EXPECT_EQ(c.error, result.out);
         EXPECT_EQ(c.aAfter, readWholeFile(a));
         EXPECT_EQ(c.bAfter, readWholeFile(b));
     }

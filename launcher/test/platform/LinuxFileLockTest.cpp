@@ -9,7 +9,7 @@
 #include "fakes/FakeSystemUtils.h"
 #include "platform/LauncherException.h"
 #include "support/Catalogue.h"
-#include "support/ForkedProcess.h"
+#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -23,12 +23,13 @@ TEST(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
     dir.write("launcher.pid", "stale content");
     int ready[2];
     ASSERT_EQ(0, pipe(ready));
-    ForkedProcess holder([&] {
-        (void)!write(ready[1], lock.acquire(path, "4242") >= 0 ? "y" : "n", 1);
-        for (;;) {
-            pause();
-        }
-    });
+    ProcessRunner::Running holder =
+        ProcessRunner([&]() -> std::string {
+            (void)!write(ready[1], lock.acquire(path, "4242") >= 0 ? "y" : "n", 1);
+            for (;;) {
+                pause();
+            }
+        }).start();
     char answer = 0;
     ASSERT_EQ(1, read(ready[0], &answer, 1));
     close(ready[0]);
@@ -40,8 +41,8 @@ TEST(LinuxFileLockTest, LockOfAnotherProcessKeepsTheFileUntilThatProcessEnds) {
     EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid")));
 
     // However the owner ends, the kernel drops its lock.
-    kill(holder.pid(), SIGKILL);
-    holder.join();
+    holder.signal(SIGKILL);
+    holder.wait();
     EXPECT_FALSE(lock.isLocked(path));
     const int handle = lock.acquire(path, "99");
     ASSERT_GE(handle, 0);

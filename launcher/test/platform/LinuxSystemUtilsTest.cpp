@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/LocalizationSupport.h"
-#include "support/ChildProcess.h"
+#include "support/ProcessRunner.h"
 
 namespace {
 
@@ -24,26 +24,27 @@ TEST(LinuxSystemUtilsTest, LocaleChoosesTheCatalogue) {
         {"de_DE.UTF-8", "de_DE.UTF-8|de_DE|de|en|Press Ctrl+C to exit."},
     };
     for (const auto& [lang, expected] : cases) {
-        ChildResult result = runInChild([lang = lang]() -> std::string {
-            for (const char* name : {"LC_ALL", "LC_CTYPE", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
-                unsetenv(name);
-            }
-            setenv("LOCPATH", LAUNCHER_TEST_LOCALE_DIR, 1);
-            if (lang != nullptr) {
-                setenv("LANG", lang, 1);
-            }
-            // Copied at once: the next setlocale frees the name.
-            const char* name = std::setlocale(LC_CTYPE, "");
-            const std::string chosen = name != nullptr ? name : "(null)";
-            LinuxSystemUtils system;
-            // Asked directly, as another catalogue may be the current one.
-            LocalizationSupport catalogue(system);
-            return chosen + "|" +
-                   toUtf8(system.getLocaleName() + L"|" + system.getLanguage() + L"|" +
-                          catalogue.getLanguageCode() + L"|" +
-                          catalogue.getMessage("IDS_STARTED_HEADER"));
-        });
-        EXPECT_EQ(expected, result.output)
+        ProcessRunner::Result result =
+            ProcessRunner([lang = lang]() -> std::string {
+                for (const char* name : {"LC_ALL", "LC_CTYPE", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
+                    unsetenv(name);
+                }
+                setenv("LOCPATH", LAUNCHER_TEST_LOCALE_DIR, 1);
+                if (lang != nullptr) {
+                    setenv("LANG", lang, 1);
+                }
+                // Copied at once: the next setlocale frees the name.
+                const char* name = std::setlocale(LC_CTYPE, "");
+                const std::string chosen = name != nullptr ? name : "(null)";
+                LinuxSystemUtils system;
+                // Asked directly, as another catalogue may be the current one.
+                LocalizationSupport catalogue(system);
+                return chosen + "|" +
+                       toUtf8(system.getLocaleName() + L"|" + system.getLanguage() + L"|" +
+                              catalogue.getLanguageCode() + L"|" +
+                              catalogue.getMessage("IDS_STARTED_HEADER"));
+            }).run();
+        EXPECT_EQ(expected, result.out)
             << "is the " << (lang ? lang : "C") << " locale in " << LAUNCHER_TEST_LOCALE_DIR
             << "? scripts/test.sh builds it with localedef";
     }

@@ -25,27 +25,15 @@ class CapturedLog {
         getLogger().flush();
         return parseLogLines(readWholeFile(dir_.path("launcher.log")));
     }
-    // The lines whose message, key/value pairs included, is exactly this.
-    std::vector<LogLine> withMessage(const std::string& message) {
-        std::vector<LogLine> found;
+    // "LEVEL message" of each line whose message, key/value pairs included, starts so.
+    std::vector<std::string> find(const std::string& prefix) {
+        std::vector<std::string> found;
         for (const LogLine& line : lines()) {
-            if (line.message == message) {
-                found.push_back(line);
+            if (line.message.starts_with(prefix)) {
+                found.push_back(line.level + " " + line.message);
             }
         }
         return found;
-    }
-    size_t countStartingWith(const std::string& prefix) {
-        size_t count = 0;
-        for (const LogLine& line : lines()) {
-            count += line.message.rfind(prefix, 0) == 0 ? 1 : 0;
-        }
-        return count;
-    }
-    // The one line with this message; an empty line when there is not exactly one.
-    LogLine only(const std::string& message) {
-        std::vector<LogLine> found = withMessage(message);
-        return found.size() == 1 ? found[0] : LogLine{};
     }
 
   private:

@@ -3,7 +3,6 @@
 #include <ftw.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -20,11 +19,12 @@ class TempDir {
     TempDir() {
         const char* base = getenv("TMPDIR");
         std::string pattern = std::string(base && *base ? base : "/tmp") + "/launcher-test-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
+        char resolved[4096];
+        if (mkdtemp(pattern.data()) == nullptr || realpath(pattern.c_str(), resolved) == nullptr) {
             throw std::runtime_error("mkdtemp failed for " + pattern);
         }
-        char resolved[4096];
-        path_ = realpath(pattern.c_str(), resolved) ? resolved : pattern;
+        // The real path, so that it compares equal to resolved paths.
+        path_ = resolved;
     }
     ~TempDir() {
         nftw(
@@ -34,18 +34,14 @@ class TempDir {
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
 
-    // The real path of the directory, so it compares equal to resolved paths.
     const std::string& path() const { return path_; }
     std::string path(const std::string& name) const { return path_ + "/" + name; }
     std::wstring wpath(const std::string& name = std::string()) const {
         return toWide(name.empty() ? path_ : path(name));
     }
-
-    // Writes a file (relative to the directory), replacing what was there.
+    // Replaces what was there.
     void write(const std::string& name, const std::string& content) const {
-        std::ofstream out(path(name), std::ios::binary | std::ios::trunc);
-        out << content;
-        if (!out) {
+        if (!(std::ofstream(path(name), std::ios::binary | std::ios::trunc) << content)) {
             throw std::runtime_error("cannot write " + path(name));
         }
     }
@@ -59,7 +55,7 @@ class TempDir {
     std::string path_;
 };
 
-// Reads a whole file; empty when it cannot be read.
+// Empty when it cannot be read.
 inline std::string readWholeFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

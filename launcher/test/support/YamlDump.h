@@ -14,28 +14,18 @@ inline std::string withTerminator(std::string_view text) {
 
 // A tree as text, one node a line, two blanks of indent per level:
 // E "key" "value" for entries, S for sequence items (trimmed values as the
-// configuration sees them), C "text" for comments (raw).
+// configuration sees them), C "text" for comments (raw, their leading blank kept).
 // Line breaks, tabs and NULs inside keys and values are shown escaped.
 inline std::string dumpYaml(const YamlNode& root) {
     auto quote = [](const std::string& text) {
         std::string out = "\"";
         for (char c : text) {
-            switch (c) {
-                case '\n':
-                    out += "\\n";
-                    break;
-                case '\r':
-                    out += "\\r";
-                    break;
-                case '\t':
-                    out += "\\t";
-                    break;
-                case '\0':
-                    out += "\\0";
-                    break;
-                default:
-                    out += c;
-            }
+            const char* escaped = c == '\n'   ? "\\n"
+                                  : c == '\r' ? "\\r"
+                                  : c == '\t' ? "\\t"
+                                  : c == '\0' ? "\\0"
+                                              : nullptr;
+            out += escaped != nullptr ? std::string(escaped) : std::string(1, c);
         }
         return out + "\"";
     };
@@ -44,16 +34,11 @@ inline std::string dumpYaml(const YamlNode& root) {
         for (const YamlNode* node = parent.getFirstChild(); node != nullptr;
              node = node->getNext()) {
             out.append(2 * depth, ' ');
-            switch (node->getKind()) {
-                case YamlNode::kEntry:
-                    out += "E " + quote(node->getKey()) + " " + quote(node->getValue());
-                    break;
-                case YamlNode::kSequenceItem:
-                    out += "S " + quote(node->getKey()) + " " + quote(node->getValue());
-                    break;
-                default:
-                    // A comment's text is shown untrimmed: its leading blank is kept.
-                    out += "C " + quote(std::string(node->getValueData(), node->getValueLength()));
+            if (node->getKind() == YamlNode::kEntry || node->getKind() == YamlNode::kSequenceItem) {
+                out += (node->getKind() == YamlNode::kEntry ? "E " : "S ") + quote(node->getKey()) +
+                       " " + quote(node->getValue());
+            } else {
+                out += "C " + quote(std::string(node->getValueData(), node->getValueLength()));
             }
             out += '\n';
             self(self, *node, depth + 1);

@@ -1,0 +1,743 @@
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/LogLines.h"
+#include "support/ProcessRunner.h"
+#include "support/TempDir.h"
+
+// Start mode, stop signals and stop mode through the real launcher binary and a real
+// JVM: the exit codes, console texts, log lines and PID files a user sees.
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 60s;
+
+const std::string kStopFastFailure =
+    "Service stop method failed: Java exception while invoking contract/SvcService.stopFast: "
+    "java.lang.IllegalStateException: SvcService refuses to stop fast";
+
+// The launcher in an English locale, free of the caller's Java settings.
+ProcessRunner launcher(std::vector<std::string> args, const std::string& directory = "/") {
+    ProcessRunner runner(LAUNCHER_BINARY);
+    runner.argv0("launcher")
+        .args(std::move(args))
+        .env("LC_ALL", "C")
+        .unsetEnv("JVM_OPTS")
+        .unsetEnv("JAVA_HOME")
+        .workingDirectory(directory)
+        .timeout(kPatience);
+#if defined(__SANITIZE_ADDRESS__)
+    // HotSpot handles SIGSEGV itself, and its threads are still alive when the leak
+    // check would run at exit.
+    runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
+#endif
+    return runner;
+}
+
+ProcessRunner stopMode(std::vector<std::string> args) {
+    args.insert(args.begin(), "stop");
+    return launcher(std::move(args));
+}
+
+// The "... has risen" lines of a launcher log, in their order.
+std::vector<std::string> risenLines(const std::string& log) {
+    std::vector<std::string> risen;
+    for (const LogLine& line : parseLogLines(readWholeFile(log))) {
+        if (line.function == "stopRequestListenerSignalHandlerFunc") {
+            risen.push_back(line.message);
+        }
+    }
+    return risen;
+}
+
+// `launcher start` of a fixture class; its log, PID file and the facts the fixture
+// reports are files of the test's directory named after it.
+struct Launch {
+    Launch(const TempDir& dir, const std::string& mainClass, std::vector<std::string> more = {},
+           const std::string& name = "launcher")
+        : mainClass("contract." + mainClass),
+          more(std::move(more)),
+          log(dir.path(name + ".log")),
+          pidFile(dir.path(name + ".pid")),
+          factsFile(dir.path(name + ".facts")) {}
+
+    ProcessRunner runner() const {
+        std::vector<std::string> args = {"start",
+                                         "--javahome",
+                                         JVM_TEST_JAVA_HOME,
+                                         "--jclasspath",
+                                         classPath,
+                                         "--jifaceclass",
+                                         mainClass,
+                                         "--clog",
+                                         log,
+                                         "--pidfile",
+                                         pidFile,
+                                         "--jvmopt",
+                                         "-Dsvc.report=" + factsFile,
+                                         "--jvmopt",
+                                         "-Dsig.report=" + factsFile};
+        args.insert(args.end(), more.begin(), more.end());
+        return launcher(args, directory);
+    }
+    std::string pidPath() const { return pidFile[0] == '/' ? pidFile : directory + "/" + pidFile; }
+
+    // The fixtures report a word a line, or key=value.
+    std::string facts() const { return readWholeFile(factsFile); }
+    int count(const std::string& word) const {
+        const std::vector<std::string> all = splitLines(facts());
+        return std::count_if(all.begin(), all.end(), [&](const std::string& fact) {
+            return fact == word || fact.starts_with(word + "=");
+        });
+    }
+    std::string value(const std::string& key) const {
+        for (const std::string& fact : splitLines(facts())) {
+            if (fact.starts_with(key + "=")) {
+                return fact.substr(key.size() + 1);
+            }
+        }
+        return "";
+    }
+    // Until the PID file names the launcher and the start method runs; false once the
+    // launcher has ended instead.
+    bool serving(const ProcessRunner::Running& running) const {
+        eventually(
+            [&] {
+                return running.hasEnded() ||
+                       (readWholeFile(pidPath()) == std::to_string(running.pid()) &&
+                        count("start") > 0);
+            },
+            kPatience);
+        return !running.hasEnded();
+    }
+
+    // "LEVEL message" of each log line, in file order.
+    std::vector<std::string> lines() const {
+        std::vector<std::string> all;
+        for (const LogLine& line : parseLogLines(readWholeFile(log))) {
+            all.push_back(line.level + " " + line.message);
+        }
+        return all;
+    }
+    // Index of the first log line from `from` on whose message, or level and message,
+    // starts so; the number of lines when there is none.
+    size_t find(const std::string& prefix, size_t from = 0) const {
+        const std::vector<std::string> all = lines();
+        for (size_t i = from; i < all.size(); ++i) {
+            if (all[i].starts_with(prefix) ||
+                all[i].substr(all[i].find(' ') + 1).starts_with(prefix)) {
+                return i;
+            }
+        }
+        return all.size();
+    }
+    bool logs(const std::string& prefix) const { return find(prefix) < lines().size(); }
+    std::vector<std::string> risen() const { return risenLines(log); }
+    std::string describe() const { return "\nfacts:\n" + facts() + "log:\n" + readWholeFile(log); }
+
+    std::string mainClass;
+    std::vector<std::string> more;
+    std::string log;
+    std::string pidFile;
+    std::string factsFile;
+    std::string classPath = JVM_FIXTURE_JAR;
+    std::string directory = "/";
+};
+
+// A PID that is certainly nobody's: a process that ended and was reaped.
+std::string gonePid() {
+    ProcessRunner::Running gone = ProcessRunner("/bin/true").start();
+    gone.wait();
+    return std::to_string(gone.pid());
+}
+
+// HotSpot takes SIGINT (for its own shutdown) and SIGUSR2 (to suspend its threads) while
+// JNI_CreateJavaVM runs; the fixture's class loader holds the creation right after that.
+// A stop request sent there must still end in the stop method, neither in the JVM's own
+// shutdown nor nowhere; SIGUSR1, which HotSpot leaves alone, is held the same way.
+TEST(StartModeThroughLauncherTest, ForegroundStopSignalsReachTheStopMethodEvenDuringJvmCreation) {
+    const struct {
+        int signalNumber;
+        std::string name;
+        std::string event;  // as the log names it
+        int exitCode;
+    } cases[] = {{SIGUSR1, "SIGUSR1", "simple stop", 0},
+                 {SIGINT, "SIGINT", "simple stop", 0},
+                 {SIGUSR2, "SIGUSR2", "stop fast", 0},
+                 {SIGUSR2, "SIGUSR2", "stop fast", 9}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name + " " + std::to_string(c.exitCode));
+        TempDir dir;
+        const bool fast = c.event == "stop fast";
+        const Launch svc(
+            dir, "SvcService",
+            {"--jvmopt", "-Djava.system.class.loader=contract.SigGateLoader",
+             // Not a word about the class data it cannot share with that loader.
+             "--jvmopt", "-XX:-PrintWarnings", "--jvmopt", "-Dsig.gate=" + dir.path("gate"),
+             "--jvmopt", "-Dsvc.stopFastFails=" + std::string(c.exitCode != 0 ? "true" : "false")});
+        ProcessRunner::Running running = svc.runner().start();
+        ASSERT_TRUE(
+            eventually([&] { return svc.count("in gate") > 0 || running.hasEnded(); }, kPatience));
+        ASSERT_FALSE(running.hasEnded()) << svc.describe();
+
+        // The PID file is written before the JVM is loaded: a second start on it is
+        // refused already, and leaves the file alone.
+        Launch second(dir, "SvcService", {}, "second");
+        second.pidFile = svc.pidFile;
+        const ProcessRunner::Result refused = second.runner().run();
+        EXPECT_EQ(3, refused.exitCode) << refused.out << refused.err;
+        EXPECT_EQ("PID file exists and the process with PID referenced there is running\n",
+                  refused.err);
+        EXPECT_EQ(std::to_string(running.pid()), readWholeFile(svc.pidFile));
+
+        running.signal(c.signalNumber);
+        std::this_thread::sleep_for(50ms);
+        dir.write("gate", "");
+        const ProcessRunner::Result& end = running.wait();
+        EXPECT_EQ(c.exitCode, end.exitCode) << end.err << svc.describe();
+        EXPECT_EQ("launcher started (launcher 3.10.5+8, x86-64), PID=" +
+                      std::to_string(running.pid()) + "\n",
+                  end.out);
+        EXPECT_EQ(c.exitCode == 0 ? "" : kStopFastFailure,
+                  end.err.substr(0, c.exitCode == 0 ? std::string::npos : kStopFastFailure.size()));
+        EXPECT_EQ("launcher-start-thread", svc.value("start"));
+        EXPECT_EQ("false", svc.value("start.daemon"));
+        EXPECT_EQ("launcher-stop-thread", svc.value(fast ? "stopFast" : "stop"));
+        EXPECT_EQ(1, svc.count("stop") + svc.count("stopFast"));
+        EXPECT_EQ(1, svc.count("start.returns"));
+        EXPECT_EQ(std::vector<std::string>{c.name + " has risen"}, svc.risen());
+        const size_t spawn =
+            svc.find("Service start method is not finished yet. Spawning stop. stopType=" +
+                         std::string(fast ? "fast stop" : "simple stop"),
+                     svc.find("Got an event. stopType=" + c.event));
+        EXPECT_LT(spawn,
+                  svc.find(c.exitCode == 0 ? "Normal exit exitCode=0" : "ERROR " + kStopFastFailure,
+                           spawn))
+            << svc.describe();
+        EXPECT_FALSE(pathExists(svc.pidFile));
+    }
+}
+
+// The test adopts the daemon the launcher splits into, as systemd does for a forking
+// service, to see its exit code. The relative class path finds the jar only if the
+// daemon kept the working directory.
+TEST(StartModeThroughLauncherTest, ADaemonTellsHowItWasStoppedByItsExitCode) {
+    ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 1));
+    // Left behind by a launcher that is gone, or written by hand with a line end: the new
+    // launcher takes the file over.
+    const std::string gone = gonePid();
+    const struct {
+        int signalNumber;  // 0: by stop mode, through the PID file
+        std::string method;
+        int exitCode;
+        std::string stale;
+    } cases[] = {{0, "stop", 100, gone},
+                 {SIGUSR2, "stopFast", 200, gone + "\n"},
+                 {SIGUSR2, "stopFast", 209, gone}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.exitCode);
+        TempDir dir;
+        dir.mkdir("lib");
+        std::filesystem::copy_file(JVM_FIXTURE_JAR, dir.path("lib/fixtures.jar"));
+        Launch svc(dir, "SvcService",
+                   {"--daemon", "--cerr", dir.path("stderr"), "--jvmopt",
+                    "-Dsvc.stopFastFails=" + std::string(c.exitCode == 209 ? "true" : "false")});
+        svc.classPath = "lib/*.jar";
+        svc.directory = dir.path();
+        dir.write("launcher.pid", c.stale);
+
+        ProcessRunner::Running first = svc.runner().start();
+        EXPECT_EQ(0, first.wait().exitCode) << first.wait().err;
+        EXPECT_EQ("", first.wait().out);
+        struct Adopted {
+            // One that a failed check leaves running is killed.
+            ~Adopted() {
+                if (pid > 0) {
+                    waitForExit(pid, 0ms);
+                }
+            }
+            pid_t pid = 0;
+        } daemon;
+        ASSERT_TRUE(eventually(
+            [&] {
+                const std::string text = readWholeFile(svc.pidFile);
+                daemon.pid = text != c.stale ? std::atoi(text.c_str()) : 0;
+                return daemon.pid > 0 && svc.count("start") > 0;
+            },
+            kPatience))
+            << svc.describe();
+        const std::string pid = std::to_string(daemon.pid);
+        // Written after the split: the daemon's own PID, the one Java sees.
+        EXPECT_NE(first.pid(), daemon.pid);
+        EXPECT_EQ(pid, svc.value("start.pid"));
+        EXPECT_EQ("true", svc.value("start.daemon"));
+        if (c.signalNumber == 0) {
+            ProcessRunner::Running stop = stopMode({"--pidfile", svc.pidFile}).start();
+            EXPECT_EQ(c.exitCode, waitForExit(daemon.pid, kPatience)) << svc.describe();
+            EXPECT_EQ(0, stop.wait().exitCode);
+            EXPECT_EQ("Launcher with PID=" + pid + " stopped gracefully\n", stop.wait().err);
+        } else {
+            ASSERT_EQ(0, kill(daemon.pid, c.signalNumber));
+            EXPECT_EQ(c.exitCode, waitForExit(daemon.pid, kPatience)) << svc.describe();
+        }
+        daemon.pid = 0;
+        EXPECT_EQ("launcher-stop-thread", svc.value(c.method)) << svc.describe();
+        EXPECT_EQ(1, svc.count("stop") + svc.count("stopFast"));
+        EXPECT_EQ(1, svc.count("start.returns"));
+        EXPECT_FALSE(pathExists(svc.pidFile));
+        const std::string log = readWholeFile(svc.log);
+        if (c.exitCode == 209) {
+            // With no terminal left, the reason goes to --cerr and, through the service
+            // object, to the log.
+            EXPECT_TRUE(readWholeFile(dir.path("stderr")).starts_with(kStopFastFailure))
+                << readWholeFile(dir.path("stderr"));
+            EXPECT_NE(std::string::npos,
+                      log.find(",func=exceptionHandler,message=" + kStopFastFailure));
+            EXPECT_TRUE(svc.logs("Launcher has stopped. Error='" + kStopFastFailure));
+            EXPECT_NE(std::string::npos, log.find("exitCode=209"));
+        } else {
+            EXPECT_TRUE(svc.logs("Normal exit exitCode=" + std::to_string(c.exitCode)));
+        }
+        EXPECT_TRUE(svc.logs(c.stale.back() == '\n'
+                                 ? "PID-file exists and has unsupported format, delete it "
+                                   "formatError=\"Illegal characters in PID file '" +
+                                       svc.pidFile + "'\""
+                                 : "Process referenced in PID-file is not running, delete old "
+                                   "PID-file pid=" +
+                                       gone))
+            << svc.describe();
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+// A start method that returns, or that calls System.exit, ends the launcher without a
+// stop call; one that throws ends it with 8. The class path shows how the masks became
+// JVM options: an empty entry, a missing directory and a mask without matches add
+// nothing, a directory adds its files, and a bare file name is looked for in the working
+// directory.
+TEST(StartModeThroughLauncherTest, RunsThatEndByThemselvesAndHowTheClassPathWasResolved) {
+    TempDir dir;
+    for (const char* directory : {"lib", "conf", "conf/nested", "mods"}) {
+        dir.mkdir(directory);
+    }
+    std::filesystem::copy_file(JVM_FIXTURE_JAR, dir.path("lib/fixtures.jar"));
+    std::filesystem::copy_file(JVM_FIXTURE_JAR, dir.path("mods/svcmods.jar"));
+    for (const char* file :
+         {"lib/notes.txt", "lib/extra.jar", "conf/app.properties", "conf/log.xml", "top.txt"}) {
+        dir.write(file, "");
+    }
+    for (const std::string mode : {"return", "exit:42", "throw"}) {
+        SCOPED_TRACE(mode);
+        Launch svc(dir, "SvcService", {"--jmodulepath", "mods", "--jvmopt", "-Dsvc.start=" + mode},
+                   mode.substr(0, 4));
+        svc.classPath = "lib/*.jar::missing/*.jar:conf/:lib/*.none:top.txt";
+        svc.directory = dir.path();
+        const ProcessRunner::Result result = svc.runner().run();
+        EXPECT_EQ(mode == "return"  ? 0
+                  : mode == "throw" ? 8
+                                    : 42,
+                  result.exitCode)
+            << result.err << svc.describe();
+        EXPECT_EQ("launcher-start-thread", svc.value("start"));
+        EXPECT_EQ(0, svc.count("stop") + svc.count("stopFast"));
+        // System.exit ends the process from inside the JVM: nothing removes the PID file.
+        EXPECT_EQ(mode != "exit:42", !pathExists(svc.pidFile));
+        if (mode == "return") {
+            EXPECT_EQ("", result.err);
+            EXPECT_TRUE(svc.logs("INFO Java start method finished")) << svc.describe();
+            EXPECT_FALSE(svc.logs("Service start method is not finished yet."));
+            EXPECT_TRUE(svc.logs("Normal exit exitCode=0"));
+        } else if (mode == "throw") {
+            EXPECT_TRUE(result.err.starts_with(
+                "Java exception while invoking contract/SvcService.start: "
+                "java.lang.IllegalStateException: SvcService refuses to start\n"))
+                << result.err;
+            EXPECT_NE(std::string::npos,
+                      result.err.find("contract.SvcService.start(SvcService.java:"));
+        } else {
+            // The JVM's own code, and the log says where it came from.
+            const size_t exited =
+                svc.find("JVM exited with nonzero exit code pid=" + svc.value("start.pid") +
+                         ", exitCode=42");
+            EXPECT_LT(svc.find("INFO JVM exited", exited + 1), svc.lines().size())
+                << svc.describe();
+        }
+
+        std::vector<std::string> jvmArguments;
+        const std::regex argument("INFO JVM argument JVM argument='(.*)'");
+        std::smatch match;
+        for (const std::string& line : svc.lines()) {
+            if (std::regex_match(line, match, argument)) {
+                jvmArguments.push_back(match[1]);
+            }
+        }
+        ASSERT_EQ(5u, jvmArguments.size()) << svc.describe();
+        EXPECT_EQ("--module-path=" + dir.path("mods/svcmods.jar"), jvmArguments[0]);
+        EXPECT_EQ("-Dsvc.start=" + mode, jvmArguments[4]);
+        const std::string option = "-Djava.class.path=";
+        ASSERT_TRUE(jvmArguments[1].starts_with(option)) << jvmArguments[1];
+        std::vector<std::string> classPath;
+        std::istringstream entries(jvmArguments[1].substr(option.size()));
+        for (std::string entry; std::getline(entries, entry, ':');) {
+            classPath.push_back(entry);
+        }
+        ASSERT_EQ(5u, classPath.size()) << jvmArguments[1];
+        // Within a directory the order is the directory's own; across entries it is theirs.
+        std::sort(classPath.begin(), classPath.begin() + 2);
+        std::sort(classPath.begin() + 2, classPath.begin() + 4);
+        EXPECT_EQ((std::vector<std::string>{dir.path("lib/extra.jar"), dir.path("lib/fixtures.jar"),
+                                            dir.path("conf/app.properties"),
+                                            dir.path("conf/log.xml"), dir.path("top.txt")}),
+                  classPath);
+        EXPECT_TRUE(svc.logs("WARN Skipping empty file mask"));
+        EXPECT_TRUE(svc.logs(
+            "INFO Directory for pattern does not exist directory=missing, pattern=missing/*.jar"));
+        EXPECT_TRUE(svc.logs("INFO The mask does not match any file in the directory mask=*.none"));
+    }
+}
+
+TEST(StartModeThroughLauncherTest, PathsThatCannotBeResolvedEndWithTwoBeforeAnyJvm) {
+    const std::string noClassPath = "Classpath was set but no files meet the mask. Search path: ";
+    const std::string noWildcards =
+        "Only file names can contain wildcards, directory paths must not: ";
+    const struct {
+        std::string classPath;  // empty: the module path is the one
+        std::string message;
+        std::string logLine;  // one the log must hold as well
+    } cases[] = {
+        {"lib*/fixtures.jar", noWildcards + "'lib*/fixtures.jar'", ""},
+        // Backslashes count as separators, and "?" as a wildcard.
+        {"lib?\\fixtures.jar", noWildcards + "'lib?\\fixtures.jar'", ""},
+        {"missing/*.jar:lib/*.none", noClassPath + "missing/*.jar:lib/*.none",
+         "Directory for pattern does not exist directory=missing, pattern=missing/*.jar"},
+        // A mask right under the root is looked for in "/" itself.
+        {"/launcher-test-absent-*.jar", noClassPath + "/launcher-test-absent-*.jar",
+         "The mask does not match any file in the directory mask=launcher-test-absent-*.jar"},
+        {"", "Modulepath was set but no files meet the mask. Search path: lib/*.none", ""},
+        {"lib/[.jar", "Cannot read file '[.jar'. Error: ", ""},
+    };
+    TempDir dir;
+    dir.mkdir("lib");
+    std::filesystem::copy_file(JVM_FIXTURE_JAR, dir.path("lib/fixtures.jar"));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.classPath);
+        std::filesystem::remove(dir.path("launcher.log"));
+        Launch svc(dir, "SvcService");
+        if (c.classPath.empty()) {
+            svc.more = {"--jmodulepath", "lib/*.none"};
+        } else {
+            svc.classPath = c.classPath;
+        }
+        svc.directory = dir.path();
+        const ProcessRunner::Result result = svc.runner().run();
+        EXPECT_EQ(2, result.exitCode) << result.out << result.err;
+        EXPECT_TRUE(result.err.starts_with(c.message)) << result.err;
+        EXPECT_TRUE(c.logLine.empty() || svc.logs("INFO " + c.logLine)) << svc.describe();
+        EXPECT_FALSE(svc.logs("JVM library loaded")) << svc.describe();
+        // The PID file was written before the paths were resolved, and is gone again.
+        EXPECT_TRUE(svc.logs("PID saved"));
+        EXPECT_FALSE(pathExists(svc.pidFile));
+    }
+}
+
+TEST(StartModeThroughLauncherTest, AFastStopWithoutStopFastWaitsForASimpleStop) {
+    TempDir dir;
+    const Launch svc(dir, "SvcSimpleOnly");
+    ProcessRunner::Running running = svc.runner().start();
+    ASSERT_TRUE(svc.serving(running)) << svc.describe();
+    running.signal(SIGUSR2);
+    // Both requests at once would leave the loop with nothing to do, so the second one
+    // waits until the first was turned down.
+    ASSERT_TRUE(eventually([&] { return svc.logs("Service stop method not fount."); }, kPatience))
+        << svc.describe();
+    EXPECT_EQ(0, svc.count("stop"));
+    running.signal(SIGUSR1);
+    EXPECT_EQ(0, running.wait().exitCode) << running.wait().err << svc.describe();
+    EXPECT_EQ("launcher-stop-thread", svc.value("stop"));
+    const size_t refused = svc.find("INFO Service stop method not fount.");
+    const size_t simple = svc.find("Got an event. stopType=simple stop", refused);
+    EXPECT_LT(svc.find("Got an event. stopType=stop fast"), refused);
+    EXPECT_LT(refused, simple);
+    EXPECT_LT(simple, svc.lines().size());
+}
+
+// Thousands of simple and fast stop requests from the moment the PID file exists (so a
+// stop client could know the launcher) until the process has ended: through the JVM's
+// creation, the start, a stop method that takes its time, and the JVM's destruction.
+TEST(StopSignalsThroughLauncherTest, ASignalStormWhileStartingAndStoppingEndsInOneStop) {
+    TempDir dir;
+    const Launch sig(dir, "SigService", {"--jvmopt", "-Dsig.stopMillis=300"});
+    ProcessRunner::Running running = sig.runner().start();
+    ASSERT_TRUE(eventually(
+        [&] { return !readWholeFile(sig.pidFile).empty() || running.hasEnded(); }, kPatience));
+    int sent = 0;
+    int sentBeforeStart = -1;
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    while (!running.hasEnded() && std::chrono::steady_clock::now() < deadline) {
+        running.signal(SIGUSR1);
+        running.signal(SIGUSR2);
+        sent += 2;
+        if (sentBeforeStart < 0 && sent % 128 == 0 && sig.count("start") > 0) {
+            sentBeforeStart = sent;
+        }
+        std::this_thread::sleep_for(50us);
+    }
+    const std::string storm = "signals sent: " + std::to_string(sent) +
+                              ", before the start method ran: " + std::to_string(sentBeforeStart);
+    EXPECT_EQ(0, running.wait().exitCode) << storm << sig.describe();
+    EXPECT_EQ(1, sig.count("stop") + sig.count("stopFast")) << storm << sig.describe();
+    EXPECT_EQ(1, sig.count("start returned"));
+    EXPECT_GE(sent, 1000) << "no storm to speak of";
+    const std::vector<std::string> risen = sig.risen();
+    EXPECT_NE(risen.end(), std::find(risen.begin(), risen.end(), "SIGUSR1 has risen"));
+    EXPECT_NE(risen.end(), std::find(risen.begin(), risen.end(), "SIGUSR2 has risen"));
+}
+
+// With profiling on, HotSpot's recorder suspends busy threads with SIGUSR2 a hundred
+// times a second. Those are the JVM's own: the service keeps running, and the samples
+// they take end up in the recording.
+TEST(StopSignalsThroughLauncherTest, TheFlightRecorderSamplesThreadsWithoutStoppingTheService) {
+    TempDir dir;
+    const std::string recording = dir.path("recording.jfr");
+    const Launch sig(dir, "SigService",
+                     {"--jvmopt", "-Dsig.busyThreads=2", "--jvmopt",
+                      "-XX:StartFlightRecording=settings=profile,filename=" + recording});
+    ProcessRunner::Running running = sig.runner().timeout(3 * kPatience).start();
+    ASSERT_TRUE(sig.serving(running)) << sig.describe();
+    EXPECT_FALSE(eventually([&] { return sig.count("stop") > 0 || running.hasEnded(); }, 30s))
+        << sig.describe();
+    running.signal(SIGUSR1);
+    EXPECT_EQ(0, running.wait().exitCode) << sig.describe();
+    EXPECT_EQ("start\nstop\nstart returned\n", sig.facts());
+    EXPECT_EQ(std::vector<std::string>{"SIGUSR1 has risen"}, sig.risen());
+
+    const ProcessRunner::Result summary =
+        ProcessRunner(std::string(JVM_TEST_JAVA_HOME) + "/bin/jfr")
+            .args({"summary", recording})
+            .timeout(kPatience)
+            .run();
+    EXPECT_TRUE(std::regex_search(summary.out, std::regex(R"(jdk\.ExecutionSample +[1-9])")))
+        << summary.out << summary.err;
+}
+
+// The example as a user runs it, on a copy of the instance the build prepared, and
+// Ctrl-C on its terminal: the kernel sends SIGINT, no process does. The shorter interval
+// comes after the file's own, and the last one given wins.
+TEST(HeartbeatExampleTest, CtrlCOnItsTerminalStopsTheServiceCleanlyWithExitCodeZero) {
+    TempDir dir;
+    for (const char* directory : {"instance", "instance/lib", "instance/logs"}) {
+        dir.mkdir(directory);
+    }
+    std::filesystem::copy_file(HEARTBEAT_TEMPLATE_DIR "/launcher.yml",
+                               dir.path("instance/launcher.yml"));
+    std::filesystem::copy_file(HEARTBEAT_INSTANCE_DIR "/lib/heartbeat.jar",
+                               dir.path("instance/lib/heartbeat.jar"));
+    const std::string instance = dir.path("instance");
+    ProcessRunner::Running running =
+        launcher({"start", "--instance", instance, "--javahome", HEARTBEAT_JAVA_HOME, "--jifacearg",
+                  "interval-ms=100"})
+            .onTerminal()
+            .start();
+    const auto file = [&](const std::string& name) { return readWholeFile(dir.path(name)); };
+    const auto story = [&] {
+        return running.out() + "--- heartbeat.log\n" + file("instance/logs/heartbeat.log") +
+               "--- launcher.log\n" + file("instance/logs/launcher.log");
+    };
+    ASSERT_TRUE(eventually(
+        [&] {
+            return running.out().find("heartbeat 2 at") != std::string::npos || running.hasEnded();
+        },
+        kPatience))
+        << story();
+    running.type("\x03");
+    const ProcessRunner::Result& end = running.wait();
+    EXPECT_EQ(0, end.exitCode) << story();
+    EXPECT_EQ("", end.err);
+    // The launcher's own banner may reach the file only when it exits, after Java's lines.
+    EXPECT_NE(std::string::npos,
+              end.out.find("Heartbeat example started (launcher 3.10.5+8, x86-64), PID=" +
+                           std::to_string(running.pid()) + ". Press Ctrl+C to stop.\n"))
+        << story();
+    EXPECT_NE(std::string::npos, end.out.find("Heartbeat service running: instance " + instance +
+                                              ", daemon false, one beat every 100 ms\n"));
+    // The JVM option built from ${instance.root} points the service at the instance.
+    const std::vector<std::string> beats = splitLines(file("instance/logs/heartbeat.log"));
+    ASSERT_FALSE(beats.empty()) << story();
+    EXPECT_TRUE(std::regex_match(
+        beats.back(), std::regex("Heartbeat stopped cleanly after [0-9]+ beats \\(stop\\)")))
+        << story();
+    EXPECT_NE(std::string::npos, end.out.find(beats.back()));
+    EXPECT_EQ(std::vector<std::string>{"SIGINT has risen"},
+              risenLines(dir.path("instance/logs/launcher.log")));
+    EXPECT_NE(std::string::npos, file("instance/logs/launcher.log").find("Normal exit exitCode=0"));
+}
+
+// A graceful stop leaves the target ended normally after its stop method ran, and its
+// PID file gone already: no later clean-up may be needed for that.
+void expectGracefulStop(const ProcessRunner& stop, ProcessRunner::Running& service,
+                        const Launch& svc, const std::string& facts) {
+    ProcessRunner::Running client = stop.start();
+    EXPECT_EQ(0, service.wait().exitCode) << service.wait().err << svc.describe();
+    EXPECT_EQ(0, client.wait().exitCode);
+    EXPECT_EQ("Launcher with PID=" + std::to_string(service.pid()) + " stopped gracefully\n",
+              client.wait().err);
+    EXPECT_EQ("", client.wait().out);
+    EXPECT_FALSE(pathExists(svc.pidPath()));
+    EXPECT_EQ(facts, svc.facts());
+}
+
+// The line stop mode logs before it sends its request.
+std::string stopRequestLine(const std::string& pid, const std::string& timeout) {
+    return "main A stop request was sent to another launcher instance pidToStop=" + pid +
+           ", timeoutMillis=" + timeout;
+}
+
+std::vector<std::string> classAndMessage(const std::string& log) {
+    std::vector<std::string> lines;
+    for (const LogLine& line : parseLogLines(readWholeFile(log))) {
+        lines.push_back(line.className + " " + line.message);
+    }
+    return lines;
+}
+
+// A PID file may outlive its launcher and name whatever process got the number later;
+// only a file a running launcher holds is taken at its word. The launcher started here
+// moves to another working directory while its PID file was given relative to where it
+// started: the file it removes at the end must be the one it wrote.
+TEST(StopModeThroughLauncherTest, APidFileNamingAnotherProgramIsNeitherObeyedNorSignalled) {
+    TempDir dir;
+    dir.mkdir("work");
+    ProcessRunner::Running sleeper = ProcessRunner("/bin/sleep").args({"60"}).start();
+    const std::string sleeperPid = std::to_string(sleeper.pid());
+    Launch svc(dir, "SigService", {"--workdir", dir.path("work")});
+    svc.pidFile = "launcher.pid";
+    svc.directory = dir.path();
+    dir.write("launcher.pid", sleeperPid);
+
+    const std::string notFound = " not found, nothing was stopped\n";
+    const ProcessRunner::Result refused =
+        stopMode({"--pidfile", svc.pidPath(), "--clog", dir.path("stop.log")}).run();
+    EXPECT_EQ(11, refused.exitCode);
+    EXPECT_EQ("Launcher with PID=" + sleeperPid + notFound, refused.err);
+    const std::vector<std::string> stopLog = classAndMessage(dir.path("stop.log"));
+    EXPECT_NE(stopLog.end(),
+              std::find(stopLog.begin(), stopLog.end(), stopRequestLine(sleeperPid, "IsNotSet")));
+    // Nothing either where nothing runs: by the PID of a process that is gone, or by the
+    // file of a launcher that died without cleaning up.
+    const std::string gone = gonePid();
+    dir.write("dead.pid", gone);
+    for (const std::vector<std::string>& target :
+         {std::vector<std::string>{"--pid", gone, "--timeout", "500"},
+          std::vector<std::string>{"--pidfile", dir.path("dead.pid")}}) {
+        const ProcessRunner::Result nothing = stopMode(target).run();
+        EXPECT_EQ(11, nothing.exitCode);
+        EXPECT_EQ("Launcher with PID=" + gone + notFound, nothing.err);
+    }
+
+    ProcessRunner::Running service = svc.runner().start();
+    ASSERT_TRUE(svc.serving(service)) << svc.describe();
+    expectGracefulStop(stopMode({"--pid", std::to_string(service.pid()), "--fast"}), service, svc,
+                       "start\nstopFast\nstart returned\n");
+    EXPECT_FALSE(sleeper.hasEnded());
+    EXPECT_TRUE(
+        svc.logs("Process referenced in PID-file belongs to another program, delete old "
+                 "PID-file pid=" +
+                 sleeperPid + ", pidFilePath=" + svc.pidFile))
+        << svc.describe();
+}
+
+TEST(StopModeThroughLauncherTest, AHungStopMethodIsWaitedForUntilTheTimeoutThenKilled) {
+    TempDir dir;
+    const Launch svc(dir, "SigService", {"--jvmopt", "-Dsig.stopMillis=600000"});
+    ProcessRunner::Running service = svc.runner().start();
+    ASSERT_TRUE(svc.serving(service)) << svc.describe();
+    const std::string pid = std::to_string(service.pid());
+
+    // Without a timeout the stop mode waits as long as the target lives.
+    EXPECT_TRUE(stopMode({"--pidfile", svc.pidFile}).timeout(1s).run().timedOut);
+    EXPECT_FALSE(service.hasEnded());
+    EXPECT_EQ(pid, readWholeFile(svc.pidFile));
+
+    const auto asked = std::chrono::steady_clock::now();
+    const ProcessRunner::Result forced =
+        stopMode({"--pidfile", svc.pidFile, "--timeout", "500", "--clog", dir.path("stop.log")})
+            .run();
+    EXPECT_GE(std::chrono::steady_clock::now() - asked, 500ms);
+    EXPECT_EQ(0, forced.exitCode) << forced.err;
+    EXPECT_EQ("Launcher with PID=" + pid + " was forced to stop and its PID-file was removed\n",
+              forced.err);
+    EXPECT_FALSE(pathExists(svc.pidFile));
+    const std::vector<std::string> stopLog = classAndMessage(dir.path("stop.log"));
+    EXPECT_NE(stopLog.end(),
+              std::find(stopLog.begin(), stopLog.end(), stopRequestLine(pid, "500")));
+    EXPECT_EQ(SIGKILL, service.wait().signal);
+    EXPECT_EQ("start\nstop\n", svc.facts());
+}
+
+TEST(StopModeThroughLauncherTest, AnotherUsersProcessIsNotStopped) {
+    const std::string setpriv = "/usr/bin/setpriv";
+    if (geteuid() != 0 || access(setpriv.c_str(), X_OK) != 0 || getpwnam("nobody") == nullptr) {
+        GTEST_SKIP() << "needs root, " << setpriv << " and the user nobody";
+    }
+    TempDir dir;
+    // A copy the unprivileged user can reach wherever the build tree lies.
+    ASSERT_EQ(0, chmod(dir.path().c_str(), 0755));
+    std::filesystem::copy_file(LAUNCHER_BINARY, dir.path("launcher"));
+    ProcessRunner::Running sleeper = ProcessRunner("/bin/sleep").args({"60"}).start();
+    const std::string pid = std::to_string(sleeper.pid());
+    const ProcessRunner::Result denied =
+        ProcessRunner(setpriv)
+            .args({"--reuid=nobody", "--regid=nogroup", "--clear-groups", dir.path("launcher"),
+                   "stop", "--pid", pid, "--timeout", "500"})
+            .env("LC_ALL", "C")
+            .run();
+    EXPECT_EQ(12, denied.exitCode) << denied.out << denied.err;
+    // No line end: the way this message has always been printed.
+    EXPECT_EQ("Launcher is not permitted to stop process with PID=" + pid, denied.err);
+    EXPECT_FALSE(sleeper.hasEnded());
+}
+
+TEST(StopModeThroughLauncherTest, OfTwoLaunchersStartedAtOnceOnOnePidFileOneRuns) {
+    TempDir dir;
+    Launch first(dir, "SigService", {}, "first");
+    Launch second(dir, "SigService", {}, "second");
+    second.pidFile = first.pidFile;
+    ProcessRunner::Running a = first.runner().start();
+    ProcessRunner::Running b = second.runner().start();
+    eventually(
+        [&] {
+            return a.hasEnded() || b.hasEnded() ||
+                   (first.count("start") > 0 && second.count("start") > 0);
+        },
+        kPatience);
+    ASSERT_NE(a.hasEnded(), b.hasEnded()) << "expected exactly one to give up";
+    const bool firstLost = a.hasEnded();
+    ProcessRunner::Running& loser = firstLost ? a : b;
+    EXPECT_EQ(3, loser.wait().exitCode) << loser.wait().out << loser.wait().err;
+    EXPECT_EQ("PID file exists and the process with PID referenced there is running\n",
+              loser.wait().err);
+    EXPECT_EQ("", (firstLost ? first : second).facts());
+
+    ProcessRunner::Running& winner = firstLost ? b : a;
+    const Launch& winning = firstLost ? second : first;
+    ASSERT_TRUE(winning.serving(winner)) << winning.describe();
+    // The loser's way out must not have taken the winner's file.
+    EXPECT_EQ(std::to_string(winner.pid()), readWholeFile(first.pidFile));
+    expectGracefulStop(stopMode({"--pidfile", first.pidFile}), winner, winning,
+                       "start\nstop\nstart returned\n");
+}
+
+}  // namespace
