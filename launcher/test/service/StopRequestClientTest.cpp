@@ -8,7 +8,6 @@
 #include "fakes/FakeConsole.h"
 #include "fakes/FakeFileLock.h"
 #include "fakes/FakeOsUtilsFactory.h"
-#include "platform/LauncherException.h"
 #include "support/CapturedLog.h"
 #include "support/Catalogue.h"
 
@@ -46,15 +45,6 @@ class StopRequestClientTest : public ::testing::Test {
         FakeConsole console;
         const int32_t code = target.stopAndReport(pidFile, false, timeout, false, console);
         return {code, console.err()};
-    }
-    // What checkClientLauncherIsNotRunning threw: code and message, or "started".
-    std::wstring check() {
-        try {
-            StopRequestClient::checkClientLauncherIsNotRunning(os, lock, kPidFile);
-        } catch (const LauncherException& e) {
-            return std::to_wstring(e.getCode()) + L" " + e.getMessage();
-        }
-        return L"started";
     }
 
     ScopedCatalogue english;
@@ -120,15 +110,6 @@ TEST_F(StopRequestClientTest, WithoutTimeoutItPollsUntilTheTargetIsGoneAndNeverK
     EXPECT_EQ(std::vector<std::string>{"INFO Asked process to stop gracefully "
                                        "millisecondsElapsed=2500"},
               log.find("Asked process to stop gracefully"));
-}
-
-TEST_F(StopRequestClientTest, AStalePidFileThatCannotBeDeletedRefusesTheStart) {
-    os.files.addFile(kPidFile, "12");
-    os.files.failOn(kPidFile);
-    EXPECT_EQ(
-        L"3 PID file '/run/l.pid' exists and cannot be deleted. Error: Cannot delete file "
-        L"'/run/l.pid'. Error: (13) Permission denied",
-        check());
 }
 
 }  // namespace

@@ -27,13 +27,6 @@ int reap(pid_t pid, std::chrono::milliseconds limit, bool* timedOut = nullptr) {
     return status;
 }
 
-void redirect(int fd, int to) {
-    if (fd >= 0 && fd != to) {
-        ::dup2(fd, to);
-        ::close(fd);
-    }
-}
-
 }  // namespace
 
 ProcessRunner::Running::Running(const ProcessRunner& runner)
@@ -58,9 +51,6 @@ ProcessRunner::Running::Running(const ProcessRunner& runner)
     const int out = ::open(files_.path("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     const int err = ::open(files_.path("err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     pid_ = ::fork();
-    if (pid_ < 0) {
-        throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
-    }
     if (pid_ == 0) {
         // glibc keeps malloc usable in the child of a threaded process; little else is.
         sigset_t none;
@@ -79,9 +69,10 @@ ProcessRunner::Running::Running(const ProcessRunner& runner)
             // controlling one, so the terminal's interrupt character signals it.
             ::setsid();
         }
-        redirect(::open(terminal.c_str(), runner.onTerminal_ ? O_RDWR : O_RDONLY), 0);
-        redirect(out, 1);
-        redirect(err, 2);
+        // The originals are closed on exec.
+        ::dup2(::open(terminal.c_str(), O_RDWR | O_CLOEXEC), STDIN_FILENO);
+        ::dup2(out, STDOUT_FILENO);
+        ::dup2(err, STDERR_FILENO);
         for (const auto& [name, value] : runner.env_) {
             value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
         }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <ftw.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
-#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -17,19 +16,17 @@
 class TempDir {
   public:
     TempDir() {
-        const char* base = getenv("TMPDIR");
+        const char* base = std::getenv("TMPDIR");
         std::string pattern = std::string(base && *base ? base : "/tmp") + "/launcher-test-XXXXXX";
-        char resolved[4096];
-        if (mkdtemp(pattern.data()) == nullptr || realpath(pattern.c_str(), resolved) == nullptr) {
+        if (::mkdtemp(pattern.data()) == nullptr) {
             throw std::runtime_error("mkdtemp failed for " + pattern);
         }
         // The real path, so that it compares equal to resolved paths.
-        path_ = resolved;
+        path_ = std::filesystem::canonical(pattern);
     }
     ~TempDir() {
-        nftw(
-            path_.c_str(), [](const char* p, const struct stat*, int, FTW*) { return ::remove(p); },
-            16, FTW_DEPTH | FTW_PHYS);
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -41,15 +38,11 @@ class TempDir {
     }
     // Replaces what was there.
     void write(const std::string& name, const std::string& content) const {
-        if (!(std::ofstream(path(name), std::ios::binary | std::ios::trunc) << content)) {
+        if (!(std::ofstream(path(name), std::ios::binary) << content)) {
             throw std::runtime_error("cannot write " + path(name));
         }
     }
-    void mkdir(const std::string& name) const {
-        if (::mkdir(path(name).c_str(), 0777) != 0) {
-            throw std::runtime_error("cannot create " + path(name));
-        }
-    }
+    void mkdir(const std::string& name) const { std::filesystem::create_directory(path(name)); }
 
   private:
     std::string path_;
