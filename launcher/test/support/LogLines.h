@@ -1,6 +1,7 @@
 #pragma once
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
 #include <string>
 #include <vector>
 
@@ -26,27 +27,38 @@ inline std::vector<std::string> splitLines(const std::string& text) {
 }
 
 namespace loglines {
-inline const char* const kTimeStamp = R"((\d{4}/\d\d/\d\d-\d\d:\d\d:\d\d\.\d{3}))";
+// YYYY/MM/DD-hh:mm:ss.mmm
 inline bool isTimeStamp(const std::string& text) {
-    return std::regex_match(text, std::regex(kTimeStamp));
+    const std::string shape = "dddd/dd/dd-dd:dd:dd.ddd";
+    return text.size() == shape.size() &&
+           std::equal(shape.begin(), shape.end(), text.begin(), [](char s, char c) {
+               return s == 'd' ? std::isdigit(static_cast<unsigned char>(c)) != 0 : s == c;
+           });
 }
 }  // namespace loglines
 
 // A line without the launcher's layout comes back with an empty time and the whole
 // line as its message, so a test can say which one it was.
 inline std::vector<LogLine> parseLogLines(const std::string& text) {
-    static const std::regex layout(
-        loglines::kTimeStamp +
-        std::string(R"(,SYSTEM,0,level=([^,]*),pid=(\d+),tid=\d+,component=launcher,)"
-                    R"(class=([^,]*),file=([^,]*),line=\d+,func=([^,]*),message=)"));
+    static const std::string keys[] = {
+        ",SYSTEM,0,level=", ",pid=",  ",tid=",  ",component=launcher,class=",
+        ",file=",           ",line=", ",func=", ",message="};
     std::vector<LogLine> lines;
-    std::smatch field;
     for (const std::string& raw : splitLines(text)) {
-        lines.push_back(
-            std::regex_search(raw, field, layout, std::regex_constants::match_continuous)
-                ? LogLine{field[1], field[2], field[3], field[4], field[5], field[6],
-                          field.suffix()}
-                : LogLine{"", "", "", "", "", "", raw});
+        // Each field runs from its key to the next key, the message to the line's end.
+        std::string fields[8];
+        bool ok = loglines::isTimeStamp(raw.substr(0, 23));
+        for (size_t i = 0, at = 23; ok && i < 8; ++i) {
+            const size_t end = i == 7 ? raw.size() : raw.find(keys[i + 1], at + keys[i].size());
+            ok = raw.compare(at, keys[i].size(), keys[i]) == 0 && end != std::string::npos;
+            fields[i] = ok ? raw.substr(at + keys[i].size(), end - at - keys[i].size()) : "";
+            at = end;
+        }
+        ok = ok && !fields[1].empty() &&
+             fields[1].find_first_not_of("0123456789") == std::string::npos;
+        lines.push_back(ok ? LogLine{raw.substr(0, 23), fields[0], fields[1], fields[3], fields[4],
+                                     fields[6], fields[7]}
+                           : LogLine{"", "", "", "", "", "", raw});
     }
     return lines;
 }

@@ -51,6 +51,10 @@ ProcessRunner::Running::Running(const ProcessRunner& runner)
     const int out = ::open(files_.path("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     const int err = ::open(files_.path("err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     pid_ = ::fork();
+    if (pid_ < 0) {
+        // Never left at -1: kill(-1) would reach every process we may signal.
+        throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
+    }
     if (pid_ == 0) {
         // glibc keeps malloc usable in the child of a threaded process; little else is.
         sigset_t none;
