@@ -22,22 +22,17 @@ class FakeFileLock : public IFileLock {
         return next_++;
     }
     bool holdsFileAt(int handle, const std::wstring& path) override {
-        auto found = held_.find(handle);
-        return found != held_.end() && found->second == files_.normalize(path) &&
-               replacedPaths.count(found->second) == 0;
+        const std::wstring full = files_.normalize(path);
+        return held_.count(handle) != 0 && held_[handle] == full && replacedPaths.count(full) == 0;
     }
     void release(int handle) override { held_.erase(handle); }
     bool isLocked(const std::wstring& path) override {
         const std::wstring full = files_.normalize(path);
-        if (lockedByOthers.count(full) != 0) {
-            return true;
+        bool held = lockedByOthers.count(full) != 0;
+        for (const auto& entry : held_) {
+            held = held || entry.second == full;
         }
-        for (const auto& [handle, heldPath] : held_) {
-            if (heldPath == full) {
-                return true;
-            }
-        }
-        return false;
+        return held;
     }
     DeleteResult deleteUnlessLocked(const std::wstring& path) override {
         if (isLocked(path)) {
