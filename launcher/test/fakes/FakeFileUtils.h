@@ -48,10 +48,8 @@ class FakeFileUtils : public IFileUtils {
     }
     std::wstring toAbsolutePath(const std::wstring& path) override { return normalize(path); }
     int getElfClass(const std::wstring& libraryPath) override {
-        const std::string content = read(libraryPath);
-        if (content.size() < 16 || content.compare(0, 4,
-                                                   "\x7F"
-                                                   "ELF") != 0) {
+        const std::string content = readFile(libraryPath)->toString();
+        if (content.size() < 16 || content.rfind("\177ELF", 0) != 0) {
             throw LauncherOsException(formatMessage("IDS_DLL_NOT_ELF", libraryPath));
         }
         if (content[4] != 1 && content[4] != 2) {
@@ -71,14 +69,17 @@ class FakeFileUtils : public IFileUtils {
         return files_.erase(checked("IDS_CANNOT_DELETE_FILE", path)) != 0;
     }
     std::unique_ptr<FileContent> readFile(const std::wstring& path) override {
-        const std::string content = read(path);
-        auto result = std::make_unique<FileContent>(path, content.size());
-        content.copy(result->data(), content.size());
+        const std::wstring full = checked("IDS_FILE_READ_ERROR", path);
+        fail("IDS_FILE_READ_ERROR", path,
+             isDirectory(path) ? L"(21) Is a directory" : L"(2) No such file or directory",
+             files_.count(full) == 0);
+        auto result = std::make_unique<FileContent>(path, files_[full].size());
+        files_[full].copy(result->data(), files_[full].size());
         return result;
     }
     void writeFile(const char* data, size_t size, const std::wstring& path) override {
         const std::wstring full = checked("IDS_FILE_WRITE_ERROR", path);
-        fail("IDS_FILE_WRITE_ERROR", path, kIsADirectory, isDirectory(path));
+        fail("IDS_FILE_WRITE_ERROR", path, L"(21) Is a directory", isDirectory(path));
         files_[full].assign(data, size);
     }
     // Wildcard class paths are only ever resolved against real directories.
@@ -95,12 +96,8 @@ class FakeFileUtils : public IFileUtils {
     std::wstring currentDirectory = L"/";
 
   private:
-    static constexpr const wchar_t* kNoSuchFile = L"(2) No such file or directory";
-    static constexpr const wchar_t* kIsADirectory = L"(21) Is a directory";
-
     static std::wstring parentOf(const std::wstring& full) {
-        const size_t slash = full.rfind(L'/');
-        return slash == 0 || slash == std::wstring::npos ? L"/" : full.substr(0, slash);
+        return toWide(std::filesystem::path(toUtf8(full)).parent_path());
     }
     static void fail(const char* id, const std::wstring& path, const wchar_t* error, bool when) {
         if (when) {
@@ -111,12 +108,6 @@ class FakeFileUtils : public IFileUtils {
         const std::wstring full = normalize(path);
         fail(id, path, L"(13) Permission denied", failing_.count(full) != 0);
         return full;
-    }
-    std::string read(const std::wstring& path) {
-        const std::wstring full = checked("IDS_FILE_READ_ERROR", path);
-        fail("IDS_FILE_READ_ERROR", path, isDirectory(path) ? kIsADirectory : kNoSuchFile,
-             files_.count(full) == 0);
-        return files_.at(full);
     }
 
     std::map<std::wstring, std::string> files_;

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -13,15 +12,6 @@
 #include "support/TempDir.h"
 
 namespace {
-
-// Runs the rest of the test from inside a directory, for relative paths.
-struct ScopedWorkingDirectory {
-    explicit ScopedWorkingDirectory(const std::string& path) {
-        std::filesystem::current_path(path);
-    }
-    ~ScopedWorkingDirectory() { std::filesystem::current_path(previous); }
-    std::filesystem::path previous = std::filesystem::current_path();
-};
 
 class LinuxFileUtilsTest : public ::testing::Test {
   protected:
@@ -68,16 +58,16 @@ TEST_F(LinuxFileUtilsTest, ReadLimitUnknownExistenceAndElfIdentification) {
 }
 
 TEST_F(LinuxFileUtilsTest, DirectoriesRightUnderDotOrRootAreNeverCreated) {
-    ScopedWorkingDirectory cwd(dir.path());
-    files.createParentDirectories(L"logs/launcher.log");
-    EXPECT_FALSE(pathExists("logs"));
-    const std::string underRoot = "/launcher-test-absent-" + std::to_string(getpid());
-    files.createDirectories(toWide(underRoot));
-    EXPECT_FALSE(pathExists(underRoot));
-    rmdir(underRoot.c_str());
-    // "a" is never created, so "a/b" is the first mkdir and it fails.
-    EXPECT_EQ(L"20 Unable to resolve path 'a/b'. Error: (2) No such file or directory",
-              osError([&] { files.createDirectories(L"a/b/c"); }));
+    const std::string absent = "launcher-test-absent-" + std::to_string(getpid());
+    for (const std::string& path : {absent, "/" + absent}) {
+        files.createParentDirectories(toWide(path + "/launcher.log"));
+        EXPECT_FALSE(pathExists(path)) << path;
+        rmdir(path.c_str());
+    }
+    // The first directory is never created, so the second is the first mkdir and fails.
+    EXPECT_EQ(L"20 Unable to resolve path '" + toWide(absent) +
+                  L"/b'. Error: (2) No such file or directory",
+              osError([&] { files.createDirectories(toWide(absent + "/b/c")); }));
     files.createParentDirectories(dir.wpath("x/y/launcher.log"));
     EXPECT_TRUE(files.isDirectory(dir.wpath("x/y")));
 }
@@ -102,10 +92,6 @@ TEST_F(LinuxFileUtilsTest, ListFilesMatchesTheMaskAnywhereInFileNames) {
               names(L"launcher.log"));
     EXPECT_EQ(" app.jar lib.jar.bak", names(L"*.jar"));
     EXPECT_EQ(" launcher.log launcherXlog", names(L"log$"));
-    EXPECT_EQ(
-        " app.jar launcher.log launcher.log.1 launcherXlog lib.jar.bak notes.txt "
-        "old-launcher.log.2",
-        names(L""));
     EXPECT_EQ(0u, osError([&] { names(L"["); }).rfind(L"20 Cannot read file '['. Error: (", 0));
 }
 
