@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -28,11 +29,9 @@ class FakeFileLock : public IFileLock {
     void release(int handle) override { held_.erase(handle); }
     bool isLocked(const std::wstring& path) override {
         const std::wstring full = files_.normalize(path);
-        bool held = lockedByOthers.count(full) != 0;
-        for (const auto& entry : held_) {
-            held = held || entry.second == full;
-        }
-        return held;
+        return lockedByOthers.count(full) != 0 ||
+               std::any_of(held_.begin(), held_.end(),
+                           [&](auto& held) { return held.second == full; });
     }
     DeleteResult deleteUnlessLocked(const std::wstring& path) override {
         if (isLocked(path)) {
