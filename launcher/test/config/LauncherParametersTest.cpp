@@ -19,8 +19,6 @@
 // under /etc, a locale and a Java finder of the test's choosing.
 namespace {
 
-using Strings = std::vector<std::wstring>;
-
 class FakeJavaFinder : public IJavaFinder {
   public:
     FoundJavaHome findJavaHome(int minimalVersion) override {
@@ -33,19 +31,19 @@ class FakeJavaFinder : public IJavaFinder {
     std::vector<int> askedFor;
 };
 
-// The service "svc" of the instance /srv/inst; every Java home has its library.
-class LauncherParametersTest : public ::testing::Test {
-  protected:
-    LauncherParametersTest() {
-        os.files.addDirectory(L"/srv/inst");
-        for (const wchar_t* home : {L"/yml/jdk", L"/ini/jdk", L"/found/jdk"}) {
-            os.files.addFile(std::wstring(home) + L"/lib/server/libjvm.so");
-        }
+TEST(LauncherParametersTest, IniFileLocaleAndFinderHaveTheirTurns) {
+    ScopedCatalogue english;
+    FakeOsUtilsFactory os;
+    FakeJavaFinder finder;
+    JavaLibResolver resolver(os);
+    os.files.addDirectory(L"/srv/inst");
+    for (const wchar_t* home : {L"/yml/jdk", L"/ini/jdk", L"/found/jdk"}) {
+        os.files.addFile(std::wstring(home) + L"/lib/server/libjvm.so");
     }
-
-    std::unique_ptr<LauncherParameters> start(const std::string& yml, const std::string& ini = "",
-                                              Strings args = {L"--jclasspath", L"/app/*.jar",
-                                                              L"--jifaceclass", L"app.Main"}) {
+    // The instance /srv/inst of the service "svc".
+    auto start = [&](const std::string& yml, const std::string& ini = "",
+                     std::vector<std::wstring> args = {L"--jclasspath", L"/app/*.jar",
+                                                       L"--jifaceclass", L"app.Main"}) {
         args.insert(args.begin(), {L"launcher", L"start", L"--instance", L"/srv/inst"});
         os.files.addFile(L"/srv/inst/launcher.yml", "launcher-parameters:\n" + yml);
         os.files.addFile(L"/etc/default/Orvik/Tamsel/svc", ini);
@@ -56,15 +54,8 @@ class LauncherParametersTest : public ::testing::Test {
         FakeConsole console(os.consoleText);
         return std::make_unique<LauncherParameters>(os, console, *cli, config, service, finder,
                                                     resolver);
-    }
-
-    ScopedCatalogue english;
-    FakeOsUtilsFactory os;
-    FakeJavaFinder finder;
-    JavaLibResolver resolver{os};
-};
-
-TEST_F(LauncherParametersTest, JavaHomeComesFromYmlThenIniThenTheFinder) {
+    };
+    // The Java home of launcher.yml, then of the ini file, then the finder's.
     EXPECT_EQ(L"/yml/jdk", start("  java-home: /yml/jdk\n", "JAVA_HOME=/ini/jdk\n")->getJavaHome());
     EXPECT_EQ(L"/ini/jdk", start("", "JAVA_HOME=/ini/jdk\n")->getJavaHome());
     EXPECT_TRUE(finder.askedFor.empty());
@@ -73,7 +64,6 @@ TEST_F(LauncherParametersTest, JavaHomeComesFromYmlThenIniThenTheFinder) {
     EXPECT_EQ(L"/found/jdk/lib/server/libjvm.so", found->getJvmLibraryPath());
     EXPECT_EQ(std::vector<int>{17}, finder.askedFor);
     EXPECT_FALSE(found->hasMessage());
-
     // Nothing found is one more problem, reported with the code of the first.
     finder.answer = FoundJavaHome{};
     auto refused = start("", "", {});
@@ -82,28 +72,24 @@ TEST_F(LauncherParametersTest, JavaHomeComesFromYmlThenIniThenTheFinder) {
         L"not set\nCannot guess JAVA_HOME, it is not set explicitly, neither Orvik "
         L"Inventory nor environment variable contains a suitable Java version.",
         std::to_wstring(refused->getExitCode()) + L" " + refused->getMessageText());
-}
 
-TEST_F(LauncherParametersTest, IniOptionsComeBetweenYmlAndEnvironment) {
+    // The options of the ini file come between those of launcher.yml and the environment.
     os.process.environment[L"JVM_OPTS"] = L"-Denv=1";
-    EXPECT_EQ((Strings{L"-Dyml=1", L"-Dini=1", L"-Dspaced=a b", L"-Denv=1",
-                       L"-Dinstance.root=/srv/inst"}),
+    EXPECT_EQ((std::vector<std::wstring>{L"-Dyml=1", L"-Dini=1", L"-Dspaced=a b", L"-Denv=1",
+                                         L"-Dinstance.root=/srv/inst"}),
               start("  java-home: /yml/jdk\n  jvm-opts:\n  - -Dyml=1\n",
                     "JAVA_OPT=-Dini=1\nJAVA_OPT=-Dspaced=a b\n")
                   ->getJvmOptions());
-}
 
-TEST_F(LauncherParametersTest, BannerFollowsTheLocaleNameThenTheLanguageThenDefault) {
-    const std::string banners =
-        "  java-home: /yml/jdk\n  banner:\n    default: Hello\n    de: Hallo\n    de_AT: Servus\n";
-    const std::pair<std::pair<const wchar_t*, const wchar_t*>, const wchar_t*> cases[] = {
-        {{L"de_AT", L"de"}, L"Servus"},
-        {{L"de_DE", L"de"}, L"Hallo"},
-        {{L"fr_FR", L"fr"}, L"Hello"}};
-    for (const auto& [locale, banner] : cases) {
-        os.system.localeName = locale.first;
-        os.system.language = locale.second;
-        EXPECT_EQ(banner, start(banners)->getUserStartupMessage());
+    // The banner of the locale's name, else of its language, else the default one.
+    const std::pair<const wchar_t*, const wchar_t*> banners[] = {
+        {L"de_AT", L"Servus"}, {L"de_DE", L"Hallo"}, {L"fr_FR", L"Hello"}};
+    for (const auto& [locale, banner] : banners) {
+        os.system.localeName = locale;
+        os.system.language = std::wstring(locale).substr(0, 2);
+        EXPECT_EQ(banner, start("  java-home: /yml/jdk\n  banner:\n    default: Hello\n    de: "
+                                "Hallo\n    de_AT: Servus\n")
+                              ->getUserStartupMessage());
     }
 }
 

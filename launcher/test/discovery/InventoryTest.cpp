@@ -17,23 +17,10 @@ namespace {
 
 int liveIsolates = 0;
 int isolate = 0;
-int createIsolate(void*, void**, int** thread) {
-    ++liveIsolates;
-    *thread = &isolate;
-    return 0;
-}
-int refuseIsolate(void*, void**, int**) {
-    return 7;
-}
-int tearDownIsolate(int*) {
-    --liveIsolates;
-    return 0;
-}
-const char* failSearch(int*, int, const char*, const char*, void*) {
-    return nullptr;
-}
-const char* lastError(int*) {
-    return liveIsolates > 0 ? "search failed" : "read after the tear-down";
+
+template <typename Function>
+void* symbol(Function* function) {
+    return reinterpret_cast<void*>(function);
 }
 
 class Errors : public IInventoryErrorConsumer {
@@ -46,12 +33,19 @@ TEST(InventoryTest, ABrokenLibraryIsReportedNotThrown) {
     ScopedCatalogue english;
     FakeOsUtilsFactory os;
     using Symbols = std::map<std::string, void*>;
-    const Symbols all = {{"graal_create_isolate", reinterpret_cast<void*>(&createIsolate)},
-                         {"graal_tear_down_isolate", reinterpret_cast<void*>(&tearDownIsolate)},
-                         {"findJavaComponent", reinterpret_cast<void*>(&failSearch)},
-                         {"getLastError", reinterpret_cast<void*>(&lastError)}};
+    const Symbols all = {
+        {"graal_create_isolate", symbol(+[](void*, void**, int** thread) {
+             *thread = &isolate;
+             return (++liveIsolates, 0);
+         })},
+        {"graal_tear_down_isolate", symbol(+[](int*) { return (--liveIsolates, 0); })},
+        {"findJavaComponent", symbol(+[](int*, int, const char*, const char*,
+                                         void*) -> const char* { return nullptr; })},
+        {"getLastError", symbol(+[](int*) {
+             return liveIsolates > 0 ? "search failed" : "read after the tear-down";
+         })}};
     Symbols refusing = all, noCreate = all, noLastError = all;
-    refusing["graal_create_isolate"] = reinterpret_cast<void*>(&refuseIsolate);
+    refusing["graal_create_isolate"] = symbol(+[](void*, void**, int**) { return 7; });
     noCreate.erase("graal_create_isolate");
     noLastError.erase("getLastError");
     const std::string wrong =

@@ -51,7 +51,6 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
     makeHome(homes + "thirty-two-bit", "50", "i386");
     makeHome(homes + "other-cpu", "51", "aarch64");
     makeHome(homes + "without-jvm", "52", "x86_64", "");
-    makeHome(homes + "library-elsewhere", "53", "x86_64", "lib/client");
     makeHome(homes + "unclean", "54x");
     makeHome(homes + "without-release", "55");
     fs::remove(homes + "without-release/release");
@@ -82,8 +81,6 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
     };
     const struct {
         std::string launcher, roots, javaHome, instance, outcome;
-        // What the log must hold as well.
-        std::string logged = "";
     } rows[] = {
         {shipped, homes, none, none, chosen(homes + "b-jdk41-10/lib/amd64/server/libjvm.so")},
         {shipped, homes, none, "min42", "4 " + notFound},
@@ -101,12 +98,10 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
         {alone, none, homes + "jdk8", "min11", "4 IDS_INVENTORY_CALL_ERROR\n" + notFound},
         {alone, none, homes + "jdk41-2", none,
          "20 IDS_INVENTORY_CALL_ERROR\nstderr: A library format is not ELF: '" + homes +
-             "jdk41-2/lib/server/libjvm.so'\n",
-         "Using a JAVA_HOME value from a system environment JAVA_HOME=" + homes + "jdk41-2"},
+             "jdk41-2/lib/server/libjvm.so'\n"},
     };
-    int run = 0;
+    const std::string log = dir.path("launcher.log");
     for (const auto& row : rows) {
-        const std::string log = dir.path("launcher" + std::to_string(++run) + ".log");
         ProcessRunner runner(row.launcher);
         runner.argv0("launcher")
             .args({"start", "--quiet", "--jclasspath", dir.path("file"), "--jifaceclass",
@@ -123,9 +118,11 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
         const ProcessRunner::Result result = runner.run();
         EXPECT_EQ(row.outcome, std::to_string(result.exitCode) + " " + result.out +
                                    (result.err.empty() ? "" : "stderr: " + result.err))
-            << "row " << run;
-        EXPECT_NE(std::string::npos, readWholeFile(log).find(row.logged)) << readWholeFile(log);
+            << row.launcher << " " << row.roots << " " << row.javaHome;
     }
+    EXPECT_NE(std::string::npos, readWholeFile(log).find("Using a JAVA_HOME value from a system "
+                                                         "environment JAVA_HOME=" +
+                                                         homes + "jdk41-2"));
 }
 
 }  // namespace

@@ -29,6 +29,12 @@ std::string outcome(Args args, const char* locale = "C") {
            (result.err.empty() ? "" : "stderr: " + result.err);
 }
 
+// The words of a command line separated by blanks.
+Args words(const std::string& line) {
+    std::istringstream in(line);
+    return Args(std::istream_iterator<std::string>(in), {});
+}
+
 // "function: message" of each line of a launcher log.
 std::vector<std::string> logged(const std::string& path) {
     std::vector<std::string> lines;
@@ -48,21 +54,19 @@ TEST(MainTest, VersionAndUsageOfEachModeHoweverTheyAreAskedFor) {
         "Parameters:\n  start             Launch Java-code in dedicated JVM.\n"
         "  stop              Communicate with another instance of launcher to stop it\n"
         "                    gracefully.\n";
-    const std::string stop = outcome({"help", "stop"}), start = outcome({"help", "start"});
-    const std::pair<Args, std::string> cases[] = {
-        {{"--version"}, version},
-        {{"help", "-v"}, version},
-        {{"start", "--clog", dir.path("start.log"), "-v"}, version},
-        {{"stop", "--pid", "12a", "--version"}, version},
-        {{}, help},
-        {{"--help"}, help},
-        {{"help", "-?"}, help},
-        {{"help", "-h", "stop"}, stop},
-        {{"stop", "--pid", "1", "-?"}, stop},
-        {{"start", "--bogus", "-h"}, start},
+    const std::string stop = outcome(words("help stop")), start = outcome(words("help start"));
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {version,
+         {"--version", "help -v", "stop --pid 12a --version",
+          "start --clog " + dir.path("start.log") + " -v"}},
+        {help, {"", "--help", "help -?"}},
+        {stop, {"help -h stop", "stop --pid 1 -?"}},
+        {start, {"start --bogus -h"}},
     };
-    for (const auto& [args, text] : cases) {
-        EXPECT_EQ(text, outcome(args));
+    for (const auto& [text, lines] : cases) {
+        for (const std::string& line : lines) {
+            EXPECT_EQ(text, outcome(words(line))) << line;
+        }
     }
     EXPECT_FALSE(pathExists(dir.path("start.log")));
     // Rows of the other two, where options wrap and columns line up.
@@ -94,17 +98,14 @@ TEST(MainTest, EachRefusalPrintsItsReasonAndExitCode) {
     const std::string noSuchFile = "' is not accessible. Error: (2) No such file or directory\n";
     const std::pair<std::string, std::string> cases[] = {
         {"begin --help", "1 Unknown mode 'begin'\n"},
-        {"--pidfile x", "1 Unexpected CLI arguments: --pidfile x\n"},
         // One problem a line, a duplicate once, stray arguments last.
         {"start extra --daemon --daemon --daemon start --nope --workdir",
          "1 --daemon can not be duplicated, only one occurrence is allowed\nOption --workdir "
          "value is not set\nUnexpected CLI arguments: extra start --nope\n"},
         {"stop --instance /", "1 Unexpected CLI arguments: --instance /\n"},
         {"stop --pid 12a", "1 Invalid PID syntax: '12a'\n"},
-        {"stop --pid -5", "1 Invalid PID: '-5'\n"},
         {"stop --pid 99999999999", "1 Invalid PID: '99999999999'\n"},
         {"stop --timeout 10ms", "1 Invalid timeout '10ms'\n"},
-        {"stop --timeout 99999999999999999999", "1 Invalid timeout '99999999999999999999'\n"},
         {"start --cstd " + d + "std --cerr " + d + "err --cout " + d + "out",
          "1 --cout is conflicting with --cstd\n"},
         {"start --instance " + d + "file.txt",
@@ -118,11 +119,15 @@ TEST(MainTest, EachRefusalPrintsItsReasonAndExitCode) {
              missing + "' does not exist.\n"},
         {"stop --cout " + d + "same.txt --clog " + d + "./same.txt",
          "1 --clog cannot reuse destination of --cout or --cerr: " + d + "./same.txt\n"},
-        {"start --clog " + d, "1 '--clog' destination '" + d +
-                                  "' is not accessible. Error: (21) "
-                                  "Is a directory\n"},
-        // A number that cannot be read is the only reason given.
+        {"start --clog " + d,
+         "1 '--clog' destination '" + d + "' is not accessible. Error: (21) Is a directory\n"},
+        // A number that cannot be read is the only reason given, and it comes after
+        // the destinations were read: it goes to --cout, where an unknown argument
+        // stops the reading before them.
         {"stop --pid 0 --clog " + missing + "/stop.log", "1 Invalid PID: '0'\n"},
+        {"stop --clog " + d + "bogus.log --bogus --cout " + d + "bogus.txt",
+         "1 Unexpected CLI arguments: --bogus\n"},
+        {"stop --clog " + d + "pid.log --pid=0 --cout " + d + "pid.txt", "1 "},
         {"stop", "1 None of CLI arguments --pid and --pidfile are set\n"},
         {"stop --pid 12 --pidfile x",
          "1 Mutually exclusive CLI arguments --pid and --pidfile are set\n"},
@@ -137,70 +142,37 @@ TEST(MainTest, EachRefusalPrintsItsReasonAndExitCode) {
         {"stop --pidfile " + d + "3.pid --cstd " + d + "std.txt", "11 "},
     };
     for (const auto& [line, expected] : cases) {
-        std::istringstream in(line);
-        EXPECT_EQ(expected, outcome(Args(std::istream_iterator<std::string>(in), {})));
+        EXPECT_EQ(expected, outcome(words(line)));
     }
     EXPECT_EQ("Launcher with PID=999999 not found, nothing was stopped\n",
               readWholeFile(d + "std.txt"));
+    EXPECT_EQ("Invalid PID: '0'\n", readWholeFile(d + "pid.txt"));
+    for (const auto& [name, message] : {std::pair{"bogus", "Unexpected CLI arguments: --bogus"},
+                                        std::pair{"pid", "Invalid PID: '0'"}}) {
+        const std::vector<LogLine> lines = parseLogLines(readWholeFile(d + name + ".log"));
+        ASSERT_EQ(1u, lines.size());
+        EXPECT_EQ(std::string("ERROR main main.cpp main ") + message,
+                  lines[0].level + " " + lines[0].className + " " + lines[0].file + " " +
+                      lines[0].function + " " + lines[0].message);
+    }
     // None of the checks left a file behind.
     EXPECT_FALSE(pathExists(d + "std") || pathExists(d + "out") || pathExists(missing));
-}
-
-// A number that cannot be read comes after the destinations were read, so its
-// reason goes to --cout; an unknown argument stops the reading before them.
-TEST(MainTest, RejectedCommandLineIsLoggedToClogAndPrintedToCoutOnceItIsRead) {
-    TempDir dir;
-    for (const auto& [option, onStdout, onCout] :
-         {std::tuple{"--bogus", "Unexpected CLI arguments: --bogus\n", ""},
-          std::tuple{"--pid=0", "", "Invalid PID: '0'\n"}}) {
-        const std::string log = dir.path(option + std::string(".log")), out = log + ".txt";
-        EXPECT_EQ(std::string("1 ") + onStdout,
-                  outcome({"stop", "--clog", log, option, "--cout", out}));
-        EXPECT_EQ(onCout, readWholeFile(out));
-        std::vector<LogLine> lines = parseLogLines(readWholeFile(log));
-        ASSERT_EQ(1u, lines.size());
-        EXPECT_EQ(std::string("ERROR main main.cpp main ") + onStdout + onCout,
-                  lines[0].level + " " + lines[0].className + " " + lines[0].file + " " +
-                      lines[0].function + " " + lines[0].message + "\n");
-    }
 }
 
 TEST(MainTest, RefusedParametersAreLoggedAndTheNextRunRotatesTheLog) {
     TempDir dir;
     const std::string log = dir.path("launcher.log"), root = dir.path();
-    const Args args = {"start",
-                       "--daemon",
-                       "--quiet",
-                       "--instance",
-                       root,
-                       "--procname",
-                       "tag",
-                       "--workdir",
-                       "/w",
-                       "--pidfile",
-                       "/run/l.pid",
-                       "--clog",
-                       log,
-                       "--servicename",
-                       "svc",
-                       "--javahome",
-                       "/jdk",
-                       "--jvmdll",
-                       "/jdk/libjvm.so",
-                       "--jvmopt",
-                       "-Xmx1g",
-                       "--jifacearg",
-                       "a",
-                       "--jvmopt=-Dx=1",
-                       "--jifacearg",
-                       "-b"};
+    const Args args = words(
+        "start --daemon --quiet --instance " + root + " --procname tag --workdir /w " +
+        "--pidfile /run/l.pid --clog " + log + " --servicename svc --javahome /jdk " +
+        "--jvmdll /jdk/libjvm.so --jvmopt -Xmx1g --jifacearg a --jvmopt=-Dx=1 --jifacearg -b");
     EXPECT_EQ(
         "1 Neither --jclasspath nor --jmodulepath is set.\nOption --jifaceclass value is not "
         "set\nMutually exclusive CLI arguments --javahome and --jvmdll are set\n",
         outcome(args));
     const std::string firstRun = readWholeFile(log);
     std::vector<std::string> lines = logged(log);
-    ASSERT_FALSE(lines.empty()) << firstRun;
+    ASSERT_EQ(16u, lines.size()) << firstRun;
     // The start-up time is the one taken first thing, in the log's own format.
     EXPECT_EQ("main: Launcher started. time=", lines[0].substr(0, 29));
     EXPECT_TRUE(loglines::isTimeStamp(lines[0].substr(29))) << lines[0];
@@ -229,32 +201,19 @@ TEST(MainTest, RefusedParametersAreLoggedAndTheNextRunRotatesTheLog) {
                   failure + "Option --jifaceclass value is not set, exitCode=1",
                   failure + "Mutually exclusive CLI arguments --javahome and --jvmdll are set, "
                             "exitCode=1",
-                  "logState: Launch parameters: mainClass=, classPath=, modulePath=, javaHome=, "
-                  "jvmLibrary=, minimalJavaVersion=8, workDir=/w, pidFile=/run/l.pid, logFile=" +
-                      log + ", instance=" + root + ", daemon=true, quiet=true",
-                  "logState: JVM options: options='-Xmx1g, -Dx=1, -Dinstance.root=" + root + "'",
-                  "logState: main class arguments: options='a, -b'"}),
-              std::vector<std::string>(lines.begin() + 1, lines.end()));
+              }),
+              std::vector<std::string>(lines.begin() + 1, lines.end() - 3));
 
     // A PID is read the way stoi reads it; an empty timeout is none at all.
     EXPECT_EQ("11 stderr: Launcher with PID=999999 not found, nothing was stopped\n",
               outcome({"stop", "--pid", " +999999", "--timeout", "", "--clog", log}));
     EXPECT_EQ(firstRun, readWholeFile(log + ".1"));
     lines = logged(log);
-    ASSERT_LE(8u, lines.size());
-    EXPECT_EQ((std::vector<std::string>{
-                  "logState: Mode is Stop. Environment: pidFile=, pid=999999, "
-                  "timeoutMillis=IsNotSet, fast=false, cout=, cerr=, logFile=" +
-                      log,
-                  "logState: No launcher parameters file read. fileName=",
-                  "logState: ServiceInstanceParameters: no parameters read from service ini file "
-                  "fileName=, serviceName=",
-                  "logState: Stop parameters: pidToStop=999999, pidFile=, timeoutMillis=IsNotSet, "
-                  "fast=false, logFile=" +
-                      log,
-                  "main: A stop request was sent to another launcher instance pidToStop=999999, "
-                  "timeoutMillis=IsNotSet"}),
-              std::vector<std::string>(lines.begin() + 2, lines.begin() + 7));
+    ASSERT_LE(4u, lines.size());
+    EXPECT_EQ(
+        "main: A stop request was sent to another launcher instance pidToStop=999999, "
+        "timeoutMillis=IsNotSet",
+        lines[lines.size() - 4]);
     EXPECT_EQ("main: Normal exit exitCode=11", lines.back());
 }
 
