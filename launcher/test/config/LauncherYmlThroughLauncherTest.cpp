@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,12 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     EXPECT_EQ("main: Launcher started time=", lines[0].substr(0, 28));
     EXPECT_EQ("logRawArgs: CLI args parsed args=", lines[1].substr(0, 33));
     EXPECT_EQ(std::string::npos, readWholeFile(log).find("Unknown Java version"));
+    // One that cannot be read at all fails as the system call did.
+    std::filesystem::remove(dir.path("launcher.yml"));
+    dir.mkdir("launcher.yml");
+    EXPECT_EQ(
+        "20 Cannot read file '" + dir.path("launcher.yml") + "'. Error: (21) Is a directory\n",
+        outcome(launcher({"start", "--instance", dir.path()}).run()));
 }
 
 // Every key, the placeholders in their fixed order, and the rule that a list
