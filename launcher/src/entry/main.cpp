@@ -1,3 +1,4 @@
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -23,6 +24,7 @@
 #include "service/IService.h"
 #include "service/LinuxService.h"
 #include "service/LinuxStopRequestClient.h"
+#include "service/LinuxStopRequestListener.h"
 
 // Every line the entry point logs names "main" as its class and its function,
 // wherever in this file it is written.
@@ -142,8 +144,14 @@ int runStartOrStop(IOsUtilsFactory& os, const std::wstring& startupTime,
 
 }  // namespace
 
-int main(int, char**) {
+int main(int argc, char** argv) {
     IOsUtilsFactory& os = getOsUtilsFactory();
+    if (argc > 1 && std::strcmp(argv[1], "start") == 0) {
+        // Whoever started us knows our PID at once (a shell's $!, a service manager):
+        // from here on a stop signal is held for the service instead of killing us
+        // before it runs. The first word alone names the mode; the full parse comes later.
+        LinuxStopRequestListener::holdEarlyRequests(os.getSystemUtils());
+    }
     const std::wstring startupTime = os.getSystemUtils().getCurrentTimeText();
     LocalizationSupport localization(os.getSystemUtils());
     const std::vector<std::wstring> rawArgs = os.getProcessUtils().getCommandLineArgs();

@@ -11,7 +11,6 @@
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 #include "service/IService.h"
-#include "service/LinuxStopRequestListener.h"
 #include "service/StopRequestListener.h"
 
 namespace {
@@ -81,9 +80,8 @@ int32_t Daemon::run(IService& service) {
     LOG_INFO(kClass, L"Start running service routine...");
     JavaVmManager::setJvmExitCallback(jvmStopCallback);
     service.reportStartPending(kWaitHintMs);
-    // From here on a stop signal is held until the listener can answer it; while
-    // the JVM is being created it must neither kill the launcher nor get lost.
-    LinuxStopRequestListener::holdEarlyRequests(os_.getSystemUtils());
+    // Stop signals have been held since main saw the start mode; the listener
+    // created after the JVM answers them.
     pidFile_.savePid();
     changeWorkingDirectoryIfNeeded();
     const std::vector<std::wstring> jvmArguments = buildJvmArguments();

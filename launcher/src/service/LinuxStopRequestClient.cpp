@@ -18,6 +18,28 @@ const wchar_t* const kClass = L"LinuxStopRequestClient";
 std::wstring procPath(int32_t pid, const wchar_t* entry) {
     return L"/proc/" + toText(static_cast<long>(pid)) + L"/" + entry;
 }
+
+// Read directly: /proc reports a size of 0 for its files, which a read of the
+// stated size would take at its word. False when the file cannot be opened.
+bool readProcEntry(const std::wstring& path, std::string& bytes) {
+    std::ifstream file(toUtf8(path), std::ios::binary);
+    if (!file) {
+        return false;
+    }
+    bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return true;
+}
+
+// "State:\tZ (zombie)": the process has ended and waits only for its parent to
+// collect it, which a container's first process may never do.
+bool hasEnded(const std::string& status) {
+    const size_t state = status.find("\nState:");
+    if (state == std::string::npos) {
+        return false;
+    }
+    const size_t letter = status.find_first_not_of(" \t", state + 7);
+    return letter != std::string::npos && (status[letter] == 'Z' || status[letter] == 'X');
+}
 }  // namespace
 
 LinuxStopRequestClient::LinuxStopRequestClient(IOsUtilsFactory& os, IFileLock& lock, int32_t pid)
@@ -26,22 +48,24 @@ LinuxStopRequestClient::LinuxStopRequestClient(IOsUtilsFactory& os, IFileLock& l
 LinuxStopRequestClient::~LinuxStopRequestClient() = default;
 
 bool LinuxStopRequestClient::isRunning() {
-    return os_.getFileUtils().exists(procPath(pid_, L"status"));
+    const std::wstring path = procPath(pid_, L"status");
+    if (!os_.getFileUtils().exists(path)) {
+        return false;
+    }
+    std::string status;
+    // Gone between the two looks: it ended.
+    return readProcEntry(path, status) && !hasEnded(status);
 }
 
 std::vector<std::wstring> LinuxStopRequestClient::getCommandLine() {
-    // Read directly: /proc reports a size of 0 for the file, which a read of the
-    // stated size would take at its word.
     const std::wstring path = procPath(pid_, L"cmdline");
     std::vector<std::wstring> args;
     try {
-        std::ifstream file(toUtf8(path), std::ios::binary);
-        if (!file) {
+        std::string bytes;
+        if (!readProcEntry(path, bytes)) {
             throw LauncherOsException(formatMessage("IDS_FILE_READ_ERROR", path,
                                                     os_.getSystemUtils().getLastErrorText()));
         }
-        const std::string bytes((std::istreambuf_iterator<char>(file)),
-                                std::istreambuf_iterator<char>());
         size_t start = 0;
         while (start < bytes.size()) {
             size_t end = bytes.find('\0', start);

@@ -93,6 +93,18 @@ TEST_F(LinuxStopRequestClientTest, SimpleAndFastStopsSendTheirOwnSignals) {
     EXPECT_EQ(StopRequestClient::kNotFound, LinuxStopRequestClient(os, lock, -1).askToStop(true));
 }
 
+// A container's first process may never collect an ended launcher; its zombie must
+// not hold a stop (or a later start) until the timeout, or for ever without one.
+TEST_F(LinuxStopRequestClientTest, AZombieHasEnded) {
+    ForkedProcess zombie([] {});
+    siginfo_t info{};
+    ASSERT_EQ(0, waitid(P_PID, static_cast<id_t>(zombie.pid()), &info, WEXITED | WNOWAIT));
+    LinuxStopRequestClient client(os, lock, zombie.pid());
+    EXPECT_FALSE(client.isRunning());
+    EXPECT_EQ(0, client.stopAndReport(L"", false, 5000UL, false, console));
+    EXPECT_EQ(L"Launcher with PID=" + pidText(zombie) + L" stopped gracefully\n", console.err());
+}
+
 TEST_F(LinuxStopRequestClientTest, TargetIgnoringTheStopIsKilledAfterTheTimeout) {
     auto stubborn = startTarget([] { signal(SIGUSR1, SIG_IGN); });
     const auto started = std::chrono::steady_clock::now();
