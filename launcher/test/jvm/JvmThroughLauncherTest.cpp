@@ -105,9 +105,10 @@ TEST(JvmThroughLauncherTest, EachWayTheJvmOrTheContractFailsHasItsCodeAndText) {
 // The map-taking start wins over the plain one, and runs on its own named thread
 // with the contract's loader as context loader and what the launcher was given.
 TEST(JvmThroughLauncherTest, TheContractRunsWithWhatTheLauncherWasGiven) {
+    // -Xcheck:jni: the JVM reports any misuse of JNI on the console.
     const Launch run =
         launch({"BothSignatures", "--jifacearg", "alpha", "--jifacearg", "beta gamma", "--jvmopt",
-                "-Dlauncher.test.option=from the launcher"});
+                "-Dlauncher.test.option=from the launcher", "--jvmopt", "-Xcheck:jni"});
     EXPECT_EQ(
         "0 launcher-start-thread true from the launcher alpha|beta gamma daemon=Boolean:false "
         "instance.root=Path: quiet=Boolean:true\n",
