@@ -121,8 +121,9 @@ std::wstring IMethodVariant::joinArgs(const std::vector<std::wstring>& args) {
     return joined;
 }
 
-void IMethodVariant::checkOutcome(JvmEnv& env, const wchar_t* logClass,
-                                  const std::wstring& className, const std::wstring& methodName) {
+void IMethodVariant::throwIfJavaThrew(JvmEnv& env, const wchar_t* logClass,
+                                      const std::wstring& className,
+                                      const std::wstring& methodName) {
     if (env.exceptionCheck()) {
         JniEntity thrown = env.exceptionOccurred();
         std::wstring javaText = getJavaExceptionText(env, thrown.get());
@@ -133,6 +134,11 @@ void IMethodVariant::checkOutcome(JvmEnv& env, const wchar_t* logClass,
             LauncherException::kJni,
             L"Java exception while invoking " + className + L"." + methodName + L": " + javaText);
     }
+}
+
+void IMethodVariant::checkOutcome(JvmEnv& env, const wchar_t* logClass,
+                                  const std::wstring& className, const std::wstring& methodName) {
+    throwIfJavaThrew(env, logClass, className, methodName);
     LOG_INFO(logClass, L"JMethod called successfully", L"jmethod", methodName, L"class", className);
     getLogger().flush();
 }

@@ -35,6 +35,10 @@ class IMethodVariant {
     // A Java String[] of the arguments, never null.
     static JniEntity makeStringArray(JvmEnv& env, const std::vector<std::wstring>& values);
     static std::wstring joinArgs(const std::vector<std::wstring>& args);
+    // Logs and throws a Java exception pending after a call made for the method;
+    // JNI forbids most further calls while one is pending.
+    static void throwIfJavaThrew(JvmEnv& env, const wchar_t* logClass,
+                                 const std::wstring& className, const std::wstring& methodName);
     // Called right after the Java method returns: logs the outcome and throws if
     // the method threw.
     static void checkOutcome(JvmEnv& env, const wchar_t* logClass, const std::wstring& className,

@@ -41,7 +41,8 @@ bool TwoArgumentsMethodVariant::isTargetMethodExists(JvmEnv& env, jclass classRe
     return hasStaticMethod(env, classRef, className, methodName_, kSignature);
 }
 
-JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env) const {
+JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env,
+                                                    const std::wstring& className) const {
     JNIEnv* jni = env.getEnv();
     JniClass mapClass = env.findClass("java/util/HashMap");
     JniObject map = env.wrapObject(mapClass, mapClass.newObject());
@@ -54,6 +55,7 @@ JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env) const {
         JniEntity previous =
             map.callObjectMethod("put", kPutSignature, javaKey.asArgument(),
                                  value ? trueValue.asArgument() : falseValue.asArgument());
+        throwIfJavaThrew(env, kClass, className, methodName_);
     }
 
     JniClass pathsClass = env.findClass("java/nio/file/Paths");
@@ -64,8 +66,10 @@ JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env) const {
         JniEntity path = pathsClass.callStaticObjectMethod(
             "get", "(Ljava/lang/String;[Ljava/lang/String;)Ljava/nio/file/Path;",
             javaValue.asArgument(), noMoreParts.asArgument());
+        throwIfJavaThrew(env, kClass, className, methodName_);
         JniEntity previous =
             map.callObjectMethod("put", kPutSignature, javaKey.asArgument(), path.asArgument());
+        throwIfJavaThrew(env, kClass, className, methodName_);
     }
     // The map's class wrapper dies here, so hand back a plain entity.
     return JniEntity(std::move(map));
@@ -73,7 +77,7 @@ JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env) const {
 
 void TwoArgumentsMethodVariant::call(JvmEnv& env, jclass classRef, const std::wstring& className) {
     JniEntity args = makeStringArray(env, args_);
-    JniEntity properties = makeProperties(env);
+    JniEntity properties = makeProperties(env, className);
     LOG_INFO(kClass, L"Do call JMethod", L"args", joinArgs(args_), L"pathProperties",
              describe(pathProperties_), L"booleanProperties", describe(booleanProperties_),
              L"method", methodName_, L"class", className);

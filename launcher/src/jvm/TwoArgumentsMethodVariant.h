@@ -23,7 +23,7 @@ class TwoArgumentsMethodVariant : public IMethodVariant {
 
   private:
     // Booleans first, paths second: a key in both maps ends up with its path.
-    JniEntity makeProperties(JvmEnv& env) const;
+    JniEntity makeProperties(JvmEnv& env, const std::wstring& className) const;
 
     std::wstring methodName_;
     std::vector<std::wstring> args_;

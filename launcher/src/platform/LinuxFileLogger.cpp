@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 
@@ -45,8 +46,14 @@ long rotationIndex(const char* name, const std::string& base) {
 
 void appendNumber(std::string& out, long long value) {
     char buffer[24];
-    int n = std::snprintf(buffer, sizeof(buffer), "%lld", value);
-    out.append(buffer, n > 0 ? n : 0);
+    const std::to_chars_result end = std::to_chars(buffer, buffer + sizeof(buffer), value);
+    out.append(buffer, end.ptr);
+}
+
+void appendText(std::string& out, const wchar_t* text) {
+    if (text != nullptr) {
+        appendUtf8(out, text);
+    }
 }
 
 }  // namespace
@@ -110,31 +117,33 @@ LinuxFileLogger::~LinuxFileLogger() {
 void LinuxFileLogger::log(const std::wstring& level, const wchar_t* className,
                           const wchar_t* fileName, int line, const wchar_t* functionName,
                           const std::wstring& message) {
-    std::string file = toUtf8(fileName);
-    size_t slash = file.find_last_of("/\\");
-    if (slash != std::string::npos) {
-        file.erase(0, slash + 1);
-    }
-
+    // Every piece is converted straight into the one line buffer: a line costs a
+    // few thousand instructions, not the tens of thousands that temporary strings
+    // and printf would.
     std::string text;
     text.reserve(160 + message.size());
     text += localTimeStamp();
     text += ",SYSTEM,0,level=";
-    text += toUtf8(level);
+    appendUtf8(text, level);
     text += ",pid=";
     appendNumber(text, pid_);
     text += ",tid=";
     appendNumber(text, static_cast<long long>(syscall(SYS_gettid)));
     text += ",component=launcher,class=";
-    text += toUtf8(className);
+    appendText(text, className);
     text += ",file=";
-    text += file;
+    const size_t fileStart = text.size();
+    appendText(text, fileName);
+    const size_t slash = text.find_last_of("/\\");
+    if (slash != std::string::npos && slash >= fileStart) {
+        text.erase(fileStart, slash + 1 - fileStart);
+    }
     text += ",line=";
     appendNumber(text, line);
     text += ",func=";
-    text += toUtf8(functionName);
+    appendText(text, functionName);
     text += ",message=";
-    text += toUtf8(message);
+    appendUtf8(text, message);
     text += '\n';
 
     std::lock_guard<std::mutex> lock(logMutex());

@@ -1,6 +1,7 @@
 #include "platform/Logger.h"
 
 #include <atomic>
+#include <cstring>
 
 #include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
@@ -123,8 +124,9 @@ namespace logdetail {
 std::wstring widenAscii(const char* text) {
     std::wstring wide;
     if (text != nullptr) {
-        for (; *text != '\0'; ++text) {
-            wide.push_back(static_cast<wchar_t>(static_cast<unsigned char>(*text)));
+        wide.resize(std::strlen(text));
+        for (wchar_t& c : wide) {
+            c = static_cast<wchar_t>(static_cast<unsigned char>(*text++));
         }
     }
     return wide;

@@ -1,5 +1,6 @@
 #include "platform/TextConversion.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -62,7 +63,18 @@ std::wstring toWide(const char* utf8) {
     }
     const auto* p = reinterpret_cast<const unsigned char*>(utf8);
     const auto* end = p + std::strlen(utf8);
+    // Nearly every text is plain ASCII; its run is copied without decoding.
+    const auto* ascii = p;
+    while (ascii < end && *ascii < 0x80) {
+        ++ascii;
+    }
+    result.resize(ascii - p);
+    std::copy(p, ascii, result.begin());
+    if (ascii == end) {
+        return result;
+    }
     result.reserve(end - p);
+    p = ascii;
     while (p < end) {
         char32_t cp;
         size_t used = decodeOne(p, end, cp);
@@ -79,13 +91,23 @@ std::wstring toWide(const std::string& utf8) {
     return toWide(utf8.c_str());
 }
 
-std::string toUtf8(const std::wstring& text) {
-    std::string result;
+void appendUtf8(std::string& out, std::wstring_view text) {
+    // Nearly every text is plain ASCII; its run is copied without encoding.
+    size_t ascii = 0;
+    while (ascii < text.size() && text[ascii] > 0 && text[ascii] < 0x80) {
+        ++ascii;
+    }
+    const size_t start = out.size();
+    out.resize(start + ascii);
+    std::copy(text.begin(), text.begin() + ascii, out.begin() + start);
+    if (ascii == text.size()) {
+        return;
+    }
     // The output holds four bytes per character, so a text of the long (five- and
     // six-byte) forms runs out of room and is cut where the room ends.
     const size_t capacity = 4 * text.size();
-    result.reserve(text.size());
-    for (wchar_t wc : text) {
+    for (wchar_t wc : text.substr(ascii)) {
+        const size_t written = out.size() - start;
         auto cp = static_cast<char32_t>(wc);
         if (cp == 0) {
             // The converter hands back a NUL-terminated buffer, so an embedded
@@ -96,10 +118,10 @@ std::string toUtf8(const std::wstring& text) {
             break;
         }
         if (cp < 0x80) {
-            if (result.size() + 1 > capacity) {
+            if (written + 1 > capacity) {
                 break;
             }
-            result.push_back(static_cast<char>(cp));
+            out.push_back(static_cast<char>(cp));
             continue;
         }
         static const unsigned char kLead[] = {0, 0, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
@@ -108,22 +130,28 @@ std::string toUtf8(const std::wstring& text) {
                               : cp < 0x200000  ? 4
                               : cp < 0x4000000 ? 5
                                                : 6;
-        if (result.size() + length > capacity) {
+        if (written + length > capacity) {
             break;
         }
-        result.push_back(static_cast<char>(kLead[length] | (cp >> (6 * (length - 1)))));
+        out.push_back(static_cast<char>(kLead[length] | (cp >> (6 * (length - 1)))));
         for (int shift = 6 * static_cast<int>(length - 2); shift >= 0; shift -= 6) {
-            result.push_back(static_cast<char>(0x80 | ((cp >> shift) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> shift) & 0x3F)));
         }
     }
+}
+
+std::string toUtf8(const std::wstring& text) {
+    std::string result;
+    appendUtf8(result, text);
     return result;
 }
 
 std::string toUtf8(const wchar_t* text) {
-    if (text == nullptr) {
-        return std::string();
+    std::string result;
+    if (text != nullptr) {
+        appendUtf8(result, text);
     }
-    return toUtf8(std::wstring(text));
+    return result;
 }
 
 namespace {

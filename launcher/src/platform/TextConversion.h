@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 // Conversions between the wide strings used inside the launcher and the UTF-8
 // spoken by the OS, files, the JVM and libraries. A text is cut silently at the
@@ -9,6 +10,9 @@ std::wstring toWide(const char* utf8);
 std::wstring toWide(const std::string& utf8);
 std::string toUtf8(const std::wstring& text);
 std::string toUtf8(const wchar_t* text);
+// toUtf8 of the text added to the end of out, for callers that build one line of
+// many pieces.
+void appendUtf8(std::string& out, std::wstring_view text);
 
 std::wstring toText(long value);
 std::wstring toText(unsigned long value);

@@ -24,7 +24,8 @@ const std::string kNestedTree =
     "  S \"\" \"-Xmx1g\"\n  S \"\" \"-Dx=y\"\n  E \"banner\" \"\"\n    E \"en\" \"Hello\"\n";
 
 // Input bytes against the tree (as YamlDump shows it) or the error and its offset. The
-// oddities among them are how launcher.yml files have always been read.
+// oddities among them are how launcher.yml files have always been read; the texts of
+// the errors are checked through the launcher.
 TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
     ScopedCatalogue english;
     struct Case {
@@ -49,41 +50,28 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
         {"a: 1\n\n\nb: 2\n", "E \"a\" \"1\"\nE \"\\nb\" \"2\"\n"},
         {"# c\r\nb: x\r\n", "C \" c\"\nE \"\\nb\" \"x\"\n"},
         {"# c\n\nk: v\n", "C \" c\"\nE \"\\nk\" \"v\"\n"},
-        {"a:\n  b:\n    c: d\n  e: f\ng: h\n",
-         "E \"a\" \"\"\n  E \"b\" \"\"\n    E \"c\" \"d\"\n  E \"e\" \"f\"\nE \"g\" \"h\"\n"},
         {"- a: 1\n  b: 2\n", "S \" a\" \"1\"\n  E \"b\" \"2\"\n"},
-        {"- name: x\n", "S \" name\" \"x\"\n"},
         {"key: 'a b'\n", "E \"key\" \"'a b'\"\n"},
-        {"key:\n", "E \"key\" \"\"\n"},
         {".a: b\n..: c\n", "E \".a\" \"b\"\nE \"..\" \"c\"\n"},
         {"key: value # note\n", "E \"key\" \"value\"\n  C \" note\"\n"},
-        {"- item # c\n", "S \"\" \"item\"\n  C \" c\"\n"},
         {"# top\nkey: v\n  # inner\n  k: w\n",
          "C \" top\"\nE \"key\" \"v\"\n  C \" inner\"\n  E \"k\" \"w\"\n"},
         {"a: b\n# c\n  d: e\n", "E \"a\" \"b\"\nC \" c\"\n  E \"d\" \"e\"\n"},
         // The first byte after the blanks is the value's, whatever it is.
         {"key: # note\n", "E \"key\" \"# note\"\n"},
         {"a: \nb: c\n", "E \"a\" \"b: c\"\n"},
-        {"a: \t \nb: c\nd: e\n", "E \"a\" \"b: c\"\nE \"d\" \"e\"\n"},
         {"- a:\nb: c\n", "S \" a\" \"b: c\"\n"},
         {"a: ", "E \"a\" \"\\0\"\n"},
         {"\tkey: v\na:\n\tb: c\n", "E \"\\tkey\" \"v\"\nE \"a\" \"\"\nE \"\\tb\" \"c\"\n"},
         {"a: b\0c: d\n"s, "E \"a\" \"b\"\n"},
         {"---\n", "", "IDS_YAML_MULTIPLE_DOCS", 0},
         {"a:\n  --- x\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"a: b\n...\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"key:value\n", "", "IDS_YAML_KEY_EXPECTED", 9},
         {"key:value", "", "IDS_YAML_KEY_EXPECTED", 9},
-        {"key:", "", "IDS_YAML_KEY_EXPECTED", 4},
         {"a:\tb\n", "", "IDS_YAML_KEY_EXPECTED", 4},
         {"ab#c: d\n", "", "IDS_YAML_KEY_EXPECTED", 2},
-        {"a:\n  -item\n", "", "IDS_YAML_WRONG_STRUCTURE", 5},
         {"-\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
-        {"--x\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},
-        {"a:\n  b: c\n c: d\n", "", "IDS_YAML_WRONG_INDENT", 16},
         {"a:\n  b: c\n # x\n", "", "IDS_YAML_WRONG_INDENT", 15},
         {"  a: b\n", "", "IDS_YAML_WRONG_INDENT", 7},
-        {"  a: b", "", "IDS_YAML_WRONG_INDENT", 7},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.input));
@@ -96,8 +84,6 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
             EXPECT_EQ(c.error ? formatMessage(c.error, c.offset) : L"", e.getMessage());
         }
     }
-    EXPECT_EQ(L"Error parsing launcher.yml: key expected. Error at file offset 9.",
-              formatMessage("IDS_YAML_KEY_EXPECTED", 9));
     for (std::string unterminated : {"a: b"s, "a: b\0\0\0"s, ""s}) {
         EXPECT_THROW(YamlParser::parse(unterminated), LauncherException);
     }

@@ -5,9 +5,9 @@
 
 #include "platform/IConsole.h"
 
-// Captures what is written to the console. Consoles made from one FakeConsole
-// (or by one FakeOsUtilsFactory) share the captured text, so a test can read
-// what a console it never owned received.
+// Captures what is written to the console. Consoles made from one Text (as
+// FakeOsUtilsFactory makes them) share it, so a test can read what a console it
+// never owned received.
 class FakeConsole : public IConsole {
   public:
     struct Text {
@@ -20,12 +20,11 @@ class FakeConsole : public IConsole {
 
     void write(const std::wstring& text) override { text_->out += text; }
     void writeError(const std::wstring& text) override { text_->err += text; }
-    void writeLine(const std::wstring& text) override { text_->out += text + L"\n"; }
-    void writeErrorLine(const std::wstring& text) override { text_->err += text + L"\n"; }
+    void writeLine(const std::wstring& text) override { write(text + L"\n"); }
+    void writeErrorLine(const std::wstring& text) override { writeError(text + L"\n"); }
 
     const std::wstring& out() const { return text_->out; }
     const std::wstring& err() const { return text_->err; }
-    const std::shared_ptr<Text>& shared() const { return text_; }
 
   private:
     std::shared_ptr<Text> text_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -22,22 +23,15 @@ class FakeFileLock : public IFileLock {
         return next_++;
     }
     bool holdsFileAt(int handle, const std::wstring& path) override {
-        auto found = held_.find(handle);
-        return found != held_.end() && found->second == files_.normalize(path) &&
-               replacedPaths.count(found->second) == 0;
+        const std::wstring full = files_.normalize(path);
+        return held_.count(handle) != 0 && held_[handle] == full && replacedPaths.count(full) == 0;
     }
     void release(int handle) override { held_.erase(handle); }
     bool isLocked(const std::wstring& path) override {
         const std::wstring full = files_.normalize(path);
-        if (lockedByOthers.count(full) != 0) {
-            return true;
-        }
-        for (const auto& [handle, heldPath] : held_) {
-            if (heldPath == full) {
-                return true;
-            }
-        }
-        return false;
+        return lockedByOthers.count(full) != 0 ||
+               std::any_of(held_.begin(), held_.end(),
+                           [&](auto& held) { return held.second == full; });
     }
     DeleteResult deleteUnlessLocked(const std::wstring& path) override {
         if (isLocked(path)) {

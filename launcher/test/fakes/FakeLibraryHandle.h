@@ -5,31 +5,28 @@
 
 #include "platform/ILibraryHandle.h"
 
-// A library with the symbols a test gives it, or one that failed to load.
+// A library with the symbols a test gives it, or, given a loader error, one that
+// failed to load.
 class FakeLibraryHandle : public ILibraryHandle {
   public:
-    FakeLibraryHandle() = default;
-    // A library that failed to load with the given loader error.
-    explicit FakeLibraryHandle(std::wstring errorText)
-        : loaded(false), errorText(std::move(errorText)) {}
+    explicit FakeLibraryHandle(std::wstring errorText = std::wstring())
+        : errorText_(std::move(errorText)) {}
 
     void* getSymbol(const char* name) override {
         auto found = symbols.find(name);
-        return loaded && found != symbols.end() ? found->second : nullptr;
+        return isNull() || found == symbols.end() ? nullptr : found->second;
     }
     bool close() override {
-        if (!loaded) {
-            return false;
-        }
-        loaded = false;
-        ++closeCount;
-        return true;
+        const bool wasOpen = !isNull();
+        closed_ = true;
+        return wasOpen;
     }
-    bool isNull() const override { return !loaded; }
-    const std::wstring& getErrorText() const override { return errorText; }
+    bool isNull() const override { return closed_ || !errorText_.empty(); }
+    const std::wstring& getErrorText() const override { return errorText_; }
 
-    bool loaded = true;
-    std::wstring errorText;
     std::map<std::string, void*> symbols;
-    int closeCount = 0;
+
+  private:
+    std::wstring errorText_;
+    bool closed_ = false;
 };

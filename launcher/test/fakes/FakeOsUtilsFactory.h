@@ -10,14 +10,14 @@
 #include "platform/IOsUtilsFactory.h"
 
 // All the OS utilities in memory, for classes that take an IOsUtilsFactory&.
-// Consoles it creates write into consoleText; consoleErrorText is what
-// createConsole reports as a failed redirection.
+// Consoles it creates write into consoleText and remember the paths they were
+// given; consoleErrorText is what they report as a failed redirection.
 class FakeOsUtilsFactory : public IOsUtilsFactory {
   public:
     IFileUtils& getFileUtils() override { return files; }
     IProcessUtils& getProcessUtils() override { return process; }
     ISystemUtils& getSystemUtils() override { return system; }
-    const std::wstring& getLineSeparator() const override { return lineSeparator; }
+    const std::wstring& getLineSeparator() const override { return lineSeparator_; }
     std::unique_ptr<IConsole> createConsole(const std::wstring& coutPath,
                                             const std::wstring& cerrPath,
                                             std::wstring& errorText) override {
@@ -32,9 +32,11 @@ class FakeOsUtilsFactory : public IOsUtilsFactory {
     FakeFileUtils files;
     FakeProcessUtils process;
     FakeSystemUtils system;
-    std::wstring lineSeparator = L"\n";
     std::shared_ptr<FakeConsole::Text> consoleText = std::make_shared<FakeConsole::Text>();
     std::wstring consoleErrorText;
     std::wstring consoleCoutPath;
     std::wstring consoleCerrPath;
+
+  private:
+    const std::wstring lineSeparator_ = L"\n";
 };

@@ -1,48 +1,49 @@
 #include "platform/LinuxProcessUtils.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <chrono>
-#include <filesystem>
 #include <string>
-#include <vector>
 
 #include "support/ProcessRunner.h"
+#include "support/TempDir.h"
 
 namespace {
 
-// The host prints its arguments as the OS utilities read them, then its
-// executable path and directory, each ended by a NUL byte.
-TEST(LinuxProcessUtilsTest, ArgumentsArriveWholeAndTheExecutableIsFound) {
-    const std::vector<std::string> args = {"",
-                                           "Привет, мир",
-                                           std::string(4094, 'a'),
-                                           std::string(4095, 'b'),
-                                           std::string(70000, 'c') + "end",
-                                           "last one"};
-    ProcessRunner::Result result =
-        ProcessRunner(LAUNCHER_OS_UTILS_HOST).argv0("host").args(args).run();
-    ASSERT_EQ(0, result.exitCode) << result.out;
-    std::vector<std::string> printed;
-    for (size_t at = 0, end; (end = result.out.find('\0', at)) != std::string::npos; at = end + 1) {
-        printed.push_back(result.out.substr(at, end - at));
+// The launcher as a service manager starts it: nothing in the environment but
+// LANG, or not even that. It echoes the arguments it does not expect, which shows
+// how its command line was read; a locale neither English nor Russian gets English.
+TEST(LinuxProcessUtilsTest, ArgumentsArriveWholeAndLangChoosesTheLanguage) {
+    for (const char* locale : {"ru_RU.UTF-8", "de_DE.UTF-8"}) {
+        ASSERT_TRUE(pathExists(std::string(LAUNCHER_TEST_LOCALE_DIR) + "/" + locale))
+            << "without " << locale << " C would be chosen and the language go untested";
     }
-    std::vector<std::string> expected = {"host"};
-    expected.insert(expected.end(), args.begin(), args.end());
-    const auto exe = std::filesystem::canonical(LAUNCHER_OS_UTILS_HOST);
-    expected.push_back(exe);
-    expected.push_back(exe.parent_path());
-    EXPECT_EQ(expected, printed);
+    const std::string longOne = std::string(70000, 'c') + "end";
+    const std::string echoed = ":  Привет, мир " + longOne + " last one \n";
+    const std::pair<const char*, std::string> cases[] = {
+        {"", "Unexpected CLI arguments" + echoed},
+        {"de_DE.UTF-8", "Unexpected CLI arguments" + echoed},
+        {"ru_RU.UTF-8", "Непредвиденные аргументы командной строки" + echoed}};
+    for (const auto& [lang, expected] : cases) {
+        ProcessRunner launcher(LAUNCHER_BINARY);
+        launcher.args({"start", "", "Привет, мир", longOne, "last one", ""}).clearEnv();
+        launcher.env("LOCPATH", LAUNCHER_TEST_LOCALE_DIR);
+        if (*lang != '\0') {
+            launcher.env("LANG", lang);
+        }
+        const ProcessRunner::Result result = launcher.run();
+        EXPECT_EQ("1 " + expected, std::to_string(result.exitCode) + " " + result.out) << lang;
+    }
 }
 
+// A second or more is refused at once rather than slept: the wait loops only
+// ever ask for short ticks.
 TEST(LinuxProcessUtilsTest, SleepIsOneShortNanosleep) {
     LinuxProcessUtils process;
     using Clock = std::chrono::steady_clock;
     auto start = Clock::now();
     EXPECT_EQ(0, process.sleep(30));
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
-    // A second or more is refused at once rather than slept.
     start = Clock::now();
     for (long refused : {1000L, 1500L, -1L, 9223372036854775807L}) {
         EXPECT_NE(0, process.sleep(refused)) << refused;

@@ -3,48 +3,37 @@
 #include <gtest/gtest.h>
 #include <iconv.h>
 
-#include <climits>
 #include <random>
 #include <vector>
 
 namespace {
 
-// The C library's converter, the reference the hand-written one must match; its
+// The C library's converter is the reference the hand-written one must match; its
 // output room is four bytes per input character, as the launcher's is.
 template <typename Out, typename In>
 Out reference(const char* to, const char* from, const In& input) {
-    using OutChar = typename Out::value_type;
-    std::vector<OutChar> out(4 * input.size() / sizeof(OutChar) + 1, 0);
+    std::vector<typename Out::value_type> out(4 * input.size() + 1, 0);
     char* in = reinterpret_cast<char*>(const_cast<typename In::value_type*>(input.data()));
-    size_t inLeft = input.size() * sizeof(typename In::value_type);
+    size_t inLeft = input.size() * sizeof(typename In::value_type), outLeft = 4 * input.size();
     char* at = reinterpret_cast<char*>(out.data());
-    size_t outLeft = 4 * input.size();
     iconv_t cd = iconv_open(to, from);
     iconv(cd, &in, &inLeft, &at, &outLeft);
     iconv_close(cd);
     return Out(out.data());
 }
 
-TEST(TextConversionTest, NullAndEmptyTextsAndNumbers) {
+// Random byte soup biased towards UTF-8 lead and continuation bytes, and random
+// wide characters, surrogates and values beyond U+10FFFF included.
+TEST(TextConversionTest, MatchesTheCLibraryConverter) {
     EXPECT_EQ(L"", toWide(static_cast<const char*>(nullptr)));
     EXPECT_EQ("", toUtf8(static_cast<const wchar_t*>(nullptr)));
-    EXPECT_EQ(L"", toWide(""));
-    EXPECT_EQ("", toUtf8(std::wstring()));
-    EXPECT_EQ(L"-9223372036854775808", toText(LONG_MIN));
-    EXPECT_EQ(L"18446744073709551615", toText(ULONG_MAX));
-}
-
-// Random byte soup, biased towards UTF-8 lead and continuation bytes, and
-// random wide characters, both beyond U+10FFFF and surrogates included.
-TEST(TextConversionTest, MatchesTheCLibraryConverterOnRandomInput) {
     std::mt19937 random(20241123);
     const unsigned char interesting[] = {'a',  0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0, 0xED,
                                          0xEF, 0xF0, 0xF4, 0xF5, 0xFF, 0x90, 0xA0, 0x9F};
     for (int round = 0; round < 20000; ++round) {
         std::string bytes;
         std::wstring wide;
-        const int length = 1 + random() % 8;
-        for (int i = 0; i < length; ++i) {
+        for (int i = 0, length = 1 + random() % 8; i < length; ++i) {
             bytes.push_back(static_cast<char>(random() % 3 == 0
                                                   ? 1 + random() % 255
                                                   : interesting[random() % sizeof(interesting)]));

@@ -77,6 +77,9 @@ ProcessRunner::Running::Running(const ProcessRunner& runner)
         ::dup2(::open(terminal.c_str(), O_RDWR | O_CLOEXEC), STDIN_FILENO);
         ::dup2(out, STDOUT_FILENO);
         ::dup2(err, STDERR_FILENO);
+        if (runner.clearEnv_) {
+            ::clearenv();
+        }
         for (const auto& [name, value] : runner.env_) {
             value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
         }

@@ -68,6 +68,8 @@ class ProcessRunner {
         return set(env_[name], std::move(value));
     }
     ProcessRunner& unsetEnv(const std::string& name) { return env(name, std::nullopt); }
+    // Starts from an empty environment instead of the test's own.
+    ProcessRunner& clearEnv() { return set(clearEnv_, true); }
     ProcessRunner& workingDirectory(std::string directory) {
         return set(directory_, std::move(directory));
     }
@@ -89,6 +91,7 @@ class ProcessRunner {
     std::function<std::string()> body_;
     std::string argv0_;
     std::vector<std::string> args_;
+    bool clearEnv_ = false;
     std::map<std::string, std::optional<std::string>> env_;
     std::string directory_;
     std::chrono::milliseconds timeout_{30000};
