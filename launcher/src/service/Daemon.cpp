@@ -1,5 +1,7 @@
 #include "service/Daemon.h"
 
+#include <atomic>
+
 #include <chrono>
 
 #include "config/LauncherParameters.h"
@@ -19,9 +21,17 @@ const wchar_t* const kClass = L"Daemon";
 // What the service is told to expect of each phase; Linux does not use it.
 constexpr int32_t kWaitHintMs = 30000;
 
+// The running service's PID file while its JVM may end the process by itself.
+std::atomic<PidFile*> pidFileOfRunningJvm{nullptr};
+
 void jvmStopCallback() {
     LOG_INFO(kClass, L"JVM exited");
     StopRequestListener::requestStop(false);
+    // System.exit ends the process inside the JVM: no destructor runs after this,
+    // so a PID file left now would name a process that is gone.
+    if (PidFile* pidFile = pidFileOfRunningJvm.exchange(nullptr)) {
+        pidFile->removePid();
+    }
 }
 
 void serviceStartMethodCallback() {
@@ -54,6 +64,8 @@ Daemon::Daemon(IOsUtilsFactory& os, const LauncherParameters& parameters, IConso
       console_(console) {}
 
 Daemon::~Daemon() {
+    // The JVM is gone by now, so its exit cannot be removing the file at the same time.
+    pidFileOfRunningJvm.store(nullptr);
     pidFile_.removePid();
 }
 
@@ -85,6 +97,7 @@ int32_t Daemon::run(IService& service) {
     pidFile_.savePid();
     changeWorkingDirectoryIfNeeded();
     const std::vector<std::wstring> jvmArguments = buildJvmArguments();
+    pidFileOfRunningJvm.store(&pidFile_);
     jvm_.load(jvmArguments, parameters_.getJvmLibraryPath(),
               parameters_.getJvmLibraryDependencies());
     std::shared_ptr<StopRequestListener> listener =

@@ -342,10 +342,7 @@ TEST(StartModeThroughLauncherTest, RunsThatEndByThemselvesAndHowTheClassPathWasR
             << result.err << svc.describe();
         EXPECT_EQ("launcher-start-thread", svc.value("start"));
         EXPECT_EQ(0, svc.count("stop") + svc.count("stopFast"));
-        // System.exit ends the process from inside the JVM, past the PID file's removal.
-        if (mode != "exit:42") {
-            EXPECT_FALSE(pathExists(svc.pidFile));
-        }
+        EXPECT_FALSE(pathExists(svc.pidFile));
         if (mode == "return") {
             EXPECT_EQ("", result.err);
             EXPECT_TRUE(svc.logs("INFO Java start method finished")) << svc.describe();
