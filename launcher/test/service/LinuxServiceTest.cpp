@@ -17,10 +17,7 @@ namespace {
 class RecordingServiceObject : public IServiceObject {
   public:
     void prepare(IService& service) override { record(L"prepare", service); }
-    int32_t run(IService& service) override {
-        record(L"run", service);
-        return 100;
-    }
+    int32_t run(IService& service) override { return record(L"run", service), 100; }
     void stop(IService& service) override { record(L"stop", service); }
     void exceptionHandler(const LauncherException& exception) override {
         calls.push_back(L"exceptionHandler " + std::to_wstring(exception.getCode()) + L" " +
@@ -32,10 +29,6 @@ class RecordingServiceObject : public IServiceObject {
 
     std::vector<std::wstring> calls;
 };
-
-int daemonFails(int, int) {
-    return -1;
-}
 
 // Neither a second start nor a failed split from the terminal reaches the service
 // object's run; a daemon, whose terminal is gone, reports through the object.
@@ -54,7 +47,7 @@ TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
 
     object.calls.clear();
     system.lastError = L"(11) Resource temporarily unavailable";
-    LinuxService daemon(object, true, system, daemonFails);
+    LinuxService daemon(object, true, system, [](int, int) { return -1; });
     EXPECT_EQ(20, daemon.run());
     EXPECT_EQ(
         std::vector<std::wstring>{L"exceptionHandler 20 (11) Resource temporarily unavailable"},

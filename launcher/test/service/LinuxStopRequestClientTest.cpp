@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <string>
 
-#include "fakes/FakeConsole.h"
 #include "platform/IFileLock.h"
 #include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
@@ -46,19 +45,6 @@ TEST_F(LinuxStopRequestClientTest, PidFilePathIsReadFromTheTargetsCommandLine) {
     // Never a process group, never everyone.
     EXPECT_EQ(StopRequestClient::kNotFound, LinuxStopRequestClient(os, lock, 0).askToStop(false));
     EXPECT_EQ(StopRequestClient::kNotFound, LinuxStopRequestClient(os, lock, -1).askToStop(true));
-}
-
-// A container's first process may never collect an ended launcher; its zombie must
-// not hold a stop (or a later start) until the timeout, or for ever without one.
-TEST_F(LinuxStopRequestClientTest, AZombieHasEnded) {
-    ProcessRunner::Running zombie = ProcessRunner([] { return ""; }).start();
-    ASSERT_TRUE(eventually([&] { return zombie.hasEnded(); }, 5s));
-    LinuxStopRequestClient client(os, lock, zombie.pid());
-    EXPECT_FALSE(client.isRunning());
-    FakeConsole console;
-    EXPECT_EQ(0, client.stopAndReport(L"", false, 5000UL, false, console));
-    EXPECT_EQ(L"Launcher with PID=" + std::to_wstring(zombie.pid()) + L" stopped gracefully\n",
-              console.err());
 }
 
 // Two launchers that start at the same instant on one stale PID file: both find it
