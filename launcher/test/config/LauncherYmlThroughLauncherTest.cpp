@@ -19,11 +19,6 @@ ProcessRunner launcher(Args args) {
     return runner;
 }
 
-std::string outcome(const ProcessRunner::Result& result) {
-    return std::to_string(result.exitCode) + " " + result.out +
-           (result.err.empty() ? "" : "stderr: " + result.err);
-}
-
 TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     TempDir dir;
     const std::string top = "launcher-parameters:\n", log = dir.path("launcher.log");
@@ -48,7 +43,7 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     for (const auto& [yml, expected] : cases) {
         dir.write("launcher.yml", yml);
         EXPECT_EQ(expected,
-                  outcome(launcher({"start", "--instance", dir.path(), "--clog", log}).run()))
+                  launcher({"start", "--instance", dir.path(), "--clog", log}).run().summary())
             << yml;
     }
     // The log has the start, without a full stop, and the arguments, not the reason.
@@ -65,7 +60,7 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     dir.mkdir("launcher.yml");
     EXPECT_EQ(
         "20 Cannot read file '" + dir.path("launcher.yml") + "'. Error: (21) Is a directory\n",
-        outcome(launcher({"start", "--instance", dir.path()}).run()));
+        launcher({"start", "--instance", dir.path()}).run().summary());
 }
 
 // Every key, the placeholders in their fixed order, and the rule that a list
@@ -94,7 +89,7 @@ TEST(LauncherYmlThroughLauncherTest, EveryKeyIsReadExpandedMergedAndLogged) {
     const std::string pid = std::to_string(running.pid());
     EXPECT_EQ(
         "2 Привет\nstderr: Modulepath was set but no files meet the mask. Search path: mods\n",
-        outcome(running.wait()));
+        running.wait().summary());
     std::vector<std::string> lines;
     for (const LogLine& line : parseLogLines(readWholeFile(log))) {
         if (line.className == "LauncherConfig" || line.className == "LauncherParameters") {

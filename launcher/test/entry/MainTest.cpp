@@ -18,15 +18,14 @@ using Args = std::vector<std::string>;
 
 // How a run ended, as one text: "<exit code> <stdout>[stderr: <stderr>]".
 std::string outcome(Args args, const char* locale = "C") {
-    ProcessRunner::Result result = ProcessRunner(LAUNCHER_BINARY)
-                                       .argv0("launcher")
-                                       .args(std::move(args))
-                                       .env("LC_ALL", locale)
-                                       .env("LOCPATH", LAUNCHER_TEST_LOCALE_DIR)
-                                       .unsetEnv("JVM_OPTS")
-                                       .run();
-    return std::to_string(result.exitCode) + " " + result.out +
-           (result.err.empty() ? "" : "stderr: " + result.err);
+    return ProcessRunner(LAUNCHER_BINARY)
+        .argv0("launcher")
+        .args(std::move(args))
+        .env("LC_ALL", locale)
+        .env("LOCPATH", LAUNCHER_TEST_LOCALE_DIR)
+        .unsetEnv("JVM_OPTS")
+        .run()
+        .summary();
 }
 
 // The words of a command line separated by blanks.

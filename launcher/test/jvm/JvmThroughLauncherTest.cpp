@@ -41,9 +41,7 @@ Launch launch(const Args& contractAndOptions) {
     // HotSpot handles SIGSEGV itself, and its threads are still alive at exit.
     runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
 #endif
-    const ProcessRunner::Result result = runner.run();
-    std::string text = std::to_string(result.exitCode) + " " + result.out +
-                       (result.err.empty() ? "" : "stderr: " + result.err);
+    std::string text = runner.run().summary();
     for (size_t at = text.find(".java:"); at != std::string::npos; at = text.find(".java:", at)) {
         text.erase(at + 5, text.find(')', at) - at - 5);
     }
@@ -53,10 +51,7 @@ Launch launch(const Args& contractAndOptions) {
 TEST(JvmThroughLauncherTest, EachWayTheJvmOrTheContractFailsHasItsCodeAndText) {
     TempDir dir;
     dir.write("launcher.yml", "launcher-parameters:\n  minimal-java-version: 65535\n");
-    dir.write("elf32.so", std::string("\x7F"
-                                      "ELF\x01",
-                                      5) +
-                              std::string(60, '\0'));
+    dir.write("elf32.so", "\177ELF\1" + std::string(60, '\0'));
     dir.write("text.so", "not a library\n");
     // The home given with a slash, with a file in every place a JVM library is looked for.
     for (const std::string layout : {"jre/lib/amd64/server", "lib/amd64/server", "lib/server"}) {
