@@ -26,7 +26,6 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
                       offset = ". Error at file offset ";
     const std::string reading = "2 Error reading file '" + dir.path("launcher.yml") + "'. ";
     const std::pair<std::string, std::string> cases[] = {
-        {"key:value\n", parsing + "key expected" + offset + "9.\n"},
         {top + "  work-dir:/w\n", parsing + "key expected" + offset + "34.\n"},
         {"a:\n  -item\n", parsing + "wrong structure" + offset + "5.\n"},
         {"a:\n  b: c\n c: d\n", parsing + "wrong indent level" + offset + "16.\n"},
