@@ -68,6 +68,7 @@ TEST(JavaVmManagerTest, JniFailuresBecomeExitCodesAndTexts) {
         {JNI_EEXIST, prefix + L"Error -5: VM already created"},
         {JNI_EINVAL, prefix + L"Error -6: invalid arguments"},
         {-7, prefix + L"Error -7: #bad code#"},
+        {1, prefix + L"Error 1: #bad code#"},
     };
     for (const auto& [result, expected] : cases) {
         createResult = result;
