@@ -19,11 +19,6 @@ ProcessRunner launcher(Args args) {
     return runner;
 }
 
-std::string outcome(const ProcessRunner::Result& result) {
-    return std::to_string(result.exitCode) + " " + result.out +
-           (result.err.empty() ? "" : "stderr: " + result.err);
-}
-
 TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     TempDir dir;
     const std::string top = "launcher-parameters:\n", log = dir.path("launcher.log");
@@ -31,7 +26,6 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
                       offset = ". Error at file offset ";
     const std::string reading = "2 Error reading file '" + dir.path("launcher.yml") + "'. ";
     const std::pair<std::string, std::string> cases[] = {
-        {"key:value\n", parsing + "key expected" + offset + "9.\n"},
         {top + "  work-dir:/w\n", parsing + "key expected" + offset + "34.\n"},
         {"a:\n  -item\n", parsing + "wrong structure" + offset + "5.\n"},
         {"a:\n  b: c\n c: d\n", parsing + "wrong indent level" + offset + "16.\n"},
@@ -48,7 +42,7 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     for (const auto& [yml, expected] : cases) {
         dir.write("launcher.yml", yml);
         EXPECT_EQ(expected,
-                  outcome(launcher({"start", "--instance", dir.path(), "--clog", log}).run()))
+                  launcher({"start", "--instance", dir.path(), "--clog", log}).run().summary())
             << yml;
     }
     // The log has the start, without a full stop, and the arguments, not the reason.
@@ -65,7 +59,7 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     dir.mkdir("launcher.yml");
     EXPECT_EQ(
         "20 Cannot read file '" + dir.path("launcher.yml") + "'. Error: (21) Is a directory\n",
-        outcome(launcher({"start", "--instance", dir.path()}).run()));
+        launcher({"start", "--instance", dir.path()}).run().summary());
 }
 
 // Every key, the placeholders in their fixed order, and the rule that a list
@@ -94,7 +88,7 @@ TEST(LauncherYmlThroughLauncherTest, EveryKeyIsReadExpandedMergedAndLogged) {
     const std::string pid = std::to_string(running.pid());
     EXPECT_EQ(
         "2 Привет\nstderr: Modulepath was set but no files meet the mask. Search path: mods\n",
-        outcome(running.wait()));
+        running.wait().summary());
     std::vector<std::string> lines;
     for (const LogLine& line : parseLogLines(readWholeFile(log))) {
         if (line.className == "LauncherConfig" || line.className == "LauncherParameters") {

@@ -2,33 +2,24 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "fakes/FakeOsUtilsFactory.h"
-#include "platform/LinuxFileLogger.h"
+#include "support/CapturedLog.h"
 #include "support/Catalogue.h"
-#include "support/LogLines.h"
-#include "support/TempDir.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
-// "LEVEL message" of each line logState wrote, read back from a real log file.
+// "LEVEL message" of each line logState wrote.
 Lines logState(FakeOsUtilsFactory& os) {
     ServiceInstanceParameters parameters(os, L"billing");
     parameters.read();
-    TempDir dir;
-    auto logger = std::make_unique<LinuxFileLogger>(dir.wpath("launcher.log"), 77);
-    parameters.logState(*logger);
-    logger.reset();
-    Lines lines;
-    for (const LogLine& line : parseLogLines(readWholeFile(dir.path("launcher.log")))) {
-        lines.push_back(line.level + " " + line.message);
-    }
-    return lines;
+    CapturedLog log;
+    parameters.logState(getLogger());
+    return log.find("");
 }
 
 TEST(ServiceInstanceParametersTest, ReadsJavaHomeAndOptionsWhateverTheLineEnds) {

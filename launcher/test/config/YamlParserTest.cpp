@@ -36,9 +36,6 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
     };
     const Case cases[] = {
         {"", ""},
-        {"launcher-parameters:\n  work-dir: /w\n  jvm-opts:\n  - -Xmx1g\n  - -Dx=y\n  banner:\n"
-         "    en: Hello\n",
-         kNestedTree},
         // One empty line is skipped, with CR LF and with LF line ends.
         {"launcher-parameters:\r\n  work-dir: /w\r\n\r\n  jvm-opts:\r\n  - -Xmx1g\r\n"
          "  - -Dx=y\r\n\r\n  banner:\r\n    en: Hello\r\n",
@@ -66,7 +63,6 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
         {"a: b\0c: d\n"s, "E \"a\" \"b\"\n"},
         {"---\n", "", "IDS_YAML_MULTIPLE_DOCS", 0},
         {"a:\n  --- x\n", "", "IDS_YAML_MULTIPLE_DOCS", 5},
-        {"key:value", "", "IDS_YAML_KEY_EXPECTED", 9},
         {"a:\tb\n", "", "IDS_YAML_KEY_EXPECTED", 4},
         {"ab#c: d\n", "", "IDS_YAML_KEY_EXPECTED", 2},
         {"-\n", "", "IDS_YAML_WRONG_STRUCTURE", 0},

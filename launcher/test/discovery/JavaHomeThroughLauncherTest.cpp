@@ -115,9 +115,7 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
         row.roots == none ? runner.unsetEnv("LAUNCHER_INVENTORY_JAVA_ROOTS")
                           : runner.env("LAUNCHER_INVENTORY_JAVA_ROOTS", row.roots);
         row.javaHome == none ? runner.unsetEnv("JAVA_HOME") : runner.env("JAVA_HOME", row.javaHome);
-        const ProcessRunner::Result result = runner.run();
-        EXPECT_EQ(row.outcome, std::to_string(result.exitCode) + " " + result.out +
-                                   (result.err.empty() ? "" : "stderr: " + result.err))
+        EXPECT_EQ(row.outcome, runner.run().summary())
             << row.launcher << " " << row.roots << " " << row.javaHome;
     }
     EXPECT_NE(std::string::npos, readWholeFile(log).find("Using a JAVA_HOME value from a system "

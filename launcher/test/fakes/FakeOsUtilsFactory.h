@@ -10,22 +10,15 @@
 #include "platform/IOsUtilsFactory.h"
 
 // All the OS utilities in memory, for classes that take an IOsUtilsFactory&.
-// Consoles it creates write into consoleText and remember the paths they were
-// given; consoleErrorText is what they report as a failed redirection.
+// Consoles it creates write into consoleText.
 class FakeOsUtilsFactory : public IOsUtilsFactory {
   public:
     IFileUtils& getFileUtils() override { return files; }
     IProcessUtils& getProcessUtils() override { return process; }
     ISystemUtils& getSystemUtils() override { return system; }
     const std::wstring& getLineSeparator() const override { return lineSeparator_; }
-    std::unique_ptr<IConsole> createConsole(const std::wstring& coutPath,
-                                            const std::wstring& cerrPath,
-                                            std::wstring& errorText) override {
-        consoleCoutPath = coutPath;
-        consoleCerrPath = cerrPath;
-        if (!consoleErrorText.empty()) {
-            errorText = consoleErrorText;
-        }
+    std::unique_ptr<IConsole> createConsole(const std::wstring&, const std::wstring&,
+                                            std::wstring&) override {
         return std::make_unique<FakeConsole>(consoleText);
     }
 
@@ -33,9 +26,6 @@ class FakeOsUtilsFactory : public IOsUtilsFactory {
     FakeProcessUtils process;
     FakeSystemUtils system;
     std::shared_ptr<FakeConsole::Text> consoleText = std::make_shared<FakeConsole::Text>();
-    std::wstring consoleErrorText;
-    std::wstring consoleCoutPath;
-    std::wstring consoleCerrPath;
 
   private:
     const std::wstring lineSeparator_ = L"\n";

@@ -3,7 +3,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "fakes/FakeLibraryHandle.h"
 #include "platform/ISystemUtils.h"
@@ -20,7 +19,6 @@ class FakeSystemUtils : public ISystemUtils {
     std::wstring getLocaleName() override { return localeName; }
     std::wstring getLanguage() override { return language; }
     std::shared_ptr<ILibraryHandle> loadLibrary(const std::wstring& path) override {
-        loadedPaths.push_back(path);
         auto found = libraries.find(path);
         return found != libraries.end()
                    ? found->second
@@ -32,5 +30,4 @@ class FakeSystemUtils : public ISystemUtils {
     std::wstring language;
     std::wstring lastError = L"(2) No such file or directory";
     std::map<std::wstring, std::shared_ptr<ILibraryHandle>> libraries;
-    std::vector<std::wstring> loadedPaths;
 };

@@ -31,8 +31,7 @@ TEST(LinuxProcessUtilsTest, ArgumentsArriveWholeAndLangChoosesTheLanguage) {
         if (*lang != '\0') {
             launcher.env("LANG", lang);
         }
-        const ProcessRunner::Result result = launcher.run();
-        EXPECT_EQ("1 " + expected, std::to_string(result.exitCode) + " " + result.out) << lang;
+        EXPECT_EQ("1 " + expected, launcher.run().summary()) << lang;
     }
 }
 
@@ -40,15 +39,13 @@ TEST(LinuxProcessUtilsTest, ArgumentsArriveWholeAndLangChoosesTheLanguage) {
 // ever ask for short ticks.
 TEST(LinuxProcessUtilsTest, SleepIsOneShortNanosleep) {
     LinuxProcessUtils process;
-    using Clock = std::chrono::steady_clock;
-    auto start = Clock::now();
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(0, process.sleep(30));
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
-    start = Clock::now();
-    for (long refused : {1000L, 1500L, -1L, 9223372036854775807L}) {
+    for (long refused : {1000L, -1L, 9223372036854775807L}) {
         EXPECT_NE(0, process.sleep(refused)) << refused;
     }
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_TRUE(took >= std::chrono::milliseconds(30) && took < std::chrono::milliseconds(500));
 }
 
 }  // namespace

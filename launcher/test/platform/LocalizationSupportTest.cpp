@@ -4,9 +4,9 @@
 
 #include <filesystem>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "fakes/FakeSystemUtils.h"
@@ -27,9 +27,6 @@ TEST(LocalizationSupportTest, Oddities) {
     EXPECT_EQ(
         L"Cannot create JVM 17 instance with library '/j/libjvm.so'. Error -4: no memory",
         formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", 17, L"/j/libjvm.so", -4, L"no memory"));
-    // Ids deliberately without an English text print as their names.
-    EXPECT_EQ(L"IDS_CWD_CHANGED_TO", formatMessage("IDS_CWD_CHANGED_TO", L"/srv"));
-    EXPECT_EQ(L"IDS_INVENTORY_CALL_ERROR", formatMessage("IDS_INVENTORY_CALL_ERROR", L"boom"));
 
     // The first option naming a language anywhere in it counts, up to a blank;
     // lower-casing only knows single bytes, so U+0141 keeps its low byte.
@@ -39,39 +36,22 @@ TEST(LocalizationSupportTest, Oddities) {
     EXPECT_EQ(L"a", languageFromJvmOptions({L"-Duser.language=\u0141"}));
 }
 
-// The conversion slots of a text in order; "%%" is a literal, and any other
-// "%x" is kept as it stands so that a stray "%s" shows up.
-std::vector<std::string> slots(std::string_view text) {
+// Every match of the first group of a pattern, in order.
+std::vector<std::string> matches(const std::string& text, const char* pattern) {
     std::vector<std::string> found;
-    for (size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at)) {
-        const size_t length = text.substr(at + 1, 2) == "ls" ? 3 : 2;
-        if (text.substr(at, 2) != "%%") {
-            found.emplace_back(text.substr(at, length));
-        }
-        at += text.substr(at, 2) == "%%" ? 2 : length;
+    const std::regex re(pattern);
+    for (auto at = std::sregex_iterator(text.begin(), text.end(), re); at != std::sregex_iterator();
+         ++at) {
+        found.push_back((*at)[1]);
     }
     return found;
 }
 
-// Every id the launcher's sources ask for, outside the catalogues themselves.
-std::set<std::string> idsUsedInCode() {
-    const auto sources = std::filesystem::path(__FILE__).parent_path() / "../../src";
-    std::set<std::string> ids;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(sources)) {
-        if (entry.is_regular_file() &&
-            entry.path().filename().string().rfind("LocalizationResource_", 0) != 0) {
-            const std::string text = readWholeFile(entry.path());
-            for (size_t at = text.find("\"IDS_"); at != std::string::npos;
-                 at = text.find("\"IDS_", at + 1)) {
-                const size_t end =
-                    text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", at + 1);
-                if (end != std::string::npos && text[end] == '"') {
-                    ids.insert(text.substr(at + 1, end - at - 1));
-                }
-            }
-        }
-    }
-    return ids;
+// "%%" is a literal; any other "%x" counts, so that a stray "%s" shows up.
+std::vector<std::string> slots(const std::string& text) {
+    std::vector<std::string> found = matches(text, "(%(ls|.))");
+    std::erase(found, "%%");
+    return found;
 }
 
 TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSameSlots) {
@@ -82,15 +62,22 @@ TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSa
     const std::set<std::string> inNone = {"IDS_UNKNOWN_MODE", "IDS_CANNOT_FIND_JFIELD",
                                           "IDS_INVENTORY_CALL_ERROR"};
     const std::set<std::string> russianOnly = {"IDS_CWD_CHANGED_TO", "IDS_JVN_LIB"};
-    const std::set<std::string> used = idsUsedInCode();
+    std::set<std::string> used;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(
+             std::filesystem::path(__FILE__).parent_path() / "../../src")) {
+        if (entry.is_regular_file() &&
+            !entry.path().filename().string().starts_with("LocalizationResource_")) {
+            for (const std::string& id :
+                 matches(readWholeFile(entry.path()), "\"(IDS_[A-Z0-9_]+)\"")) {
+                used.insert(id);
+            }
+        }
+    }
     ASSERT_GT(used.size(), 100u) << "the sources were not found beside " << __FILE__;
     for (const std::string& id : used) {
         EXPECT_EQ(!inNone.count(id) && !russianOnly.count(id), english.count(id) == 1) << id;
         EXPECT_EQ(!inNone.count(id), russian.count(id) == 1) << id;
     }
-    EXPECT_EQ(121u, english.size());
-    EXPECT_EQ(english.size() + russianOnly.size(), russian.size());
-
     for (const auto& [id, text] : english) {
         ASSERT_EQ(1u, russian.count(id)) << id;
         const std::string translated = russian.at(id);
@@ -102,9 +89,6 @@ TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSa
         for (const std::string& slot : slots(text)) {
             EXPECT_TRUE(slot == "%ls" || slot == "%d") << id << ": " << slot;
         }
-        // Valid UTF-8 with Cyrillic letters in it.
-        EXPECT_EQ(std::string(text), toUtf8(toWide(text))) << id;
-        EXPECT_NE(std::string::npos, std::string(text).find_first_of("\xD0\xD1")) << id;
     }
     // Texts users already know word for word, oddities included.
     const std::map<std::string, std::string> known = {

@@ -3,12 +3,10 @@
 #include "fakes/FakeSystemUtils.h"
 #include "platform/LocalizationSupport.h"
 
-// Installs a message catalogue of the given language for the life of a test.
+// Installs the English message catalogue for the life of a test.
 class ScopedCatalogue {
   public:
-    explicit ScopedCatalogue(const wchar_t* language = L"en")
-        : system_(language, language), catalogue_(system_) {}
-    const LocalizationSupport& get() const { return catalogue_; }
+    ScopedCatalogue() : catalogue_(system_) {}
 
   private:
     FakeSystemUtils system_;

@@ -27,6 +27,10 @@ class ProcessRunner {
         int exitCode = -1;
         int signal = 0;
         bool timedOut = false;
+        // "<exit code> <out>[stderr: <err>]": how it ended, as one text.
+        std::string summary() const {
+            return std::to_string(exitCode) + " " + out + (err.empty() ? "" : "stderr: " + err);
+        }
     };
 
     // A child left running while the test acts on it; killed and reaped when it goes.

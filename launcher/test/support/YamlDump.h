@@ -20,12 +20,9 @@ inline std::string dumpYaml(const YamlNode& root) {
     auto quote = [](const std::string& text) {
         std::string out = "\"";
         for (char c : text) {
-            const char* escaped = c == '\n'   ? "\\n"
-                                  : c == '\r' ? "\\r"
-                                  : c == '\t' ? "\\t"
-                                  : c == '\0' ? "\\0"
-                                              : nullptr;
-            out += escaped != nullptr ? std::string(escaped) : std::string(1, c);
+            const size_t special = std::string_view("\n\r\t\0", 4).find(c);
+            out += special == std::string_view::npos ? std::string(1, c)
+                                                     : std::string("\\") + "nrt0"[special];
         }
         return out + "\"";
     };
