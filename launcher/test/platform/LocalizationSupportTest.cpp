@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -36,21 +35,18 @@ TEST(LocalizationSupportTest, Oddities) {
     EXPECT_EQ(L"a", languageFromJvmOptions({L"-Duser.language=\u0141"}));
 }
 
-// Every match of the first group of a pattern, in order.
-std::vector<std::string> matches(const std::string& text, const char* pattern) {
-    std::vector<std::string> found;
-    const std::regex re(pattern);
-    for (auto at = std::sregex_iterator(text.begin(), text.end(), re); at != std::sregex_iterator();
-         ++at) {
-        found.push_back((*at)[1]);
-    }
-    return found;
-}
-
-// "%%" is a literal; any other "%x" counts, so that a stray "%s" shows up.
+// The conversion slots of a text in order; "%%" is a literal, and any other
+// "%x" counts, so that a stray "%s" shows up.
 std::vector<std::string> slots(const std::string& text) {
-    std::vector<std::string> found = matches(text, "(%(ls|.))");
-    std::erase(found, "%%");
+    std::vector<std::string> found;
+    for (size_t at = text.find('%'); at != std::string::npos && at + 1 < text.size();
+         at = text.find('%', at)) {
+        const size_t length = text[at + 1] == '%' || text.compare(at + 1, 2, "ls") != 0 ? 2 : 3;
+        if (text[at + 1] != '%') {
+            found.push_back(text.substr(at, length));
+        }
+        at += length;
+    }
     return found;
 }
 
@@ -67,9 +63,14 @@ TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSa
              std::filesystem::path(__FILE__).parent_path() / "../../src")) {
         if (entry.is_regular_file() &&
             !entry.path().filename().string().starts_with("LocalizationResource_")) {
-            for (const std::string& id :
-                 matches(readWholeFile(entry.path()), "\"(IDS_[A-Z0-9_]+)\"")) {
-                used.insert(id);
+            const std::string text = readWholeFile(entry.path());
+            for (size_t at = text.find("\"IDS_"); at != std::string::npos;
+                 at = text.find("\"IDS_", at + 1)) {
+                const size_t end =
+                    text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", at + 1);
+                if (end != std::string::npos && text[end] == '"') {
+                    used.insert(text.substr(at + 1, end - at - 1));
+                }
             }
         }
     }
