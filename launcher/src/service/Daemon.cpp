@@ -1,8 +1,9 @@
 #include "service/Daemon.h"
 
 #include <atomic>
-
 #include <chrono>
+#include <exception>
+#include <future>
 
 #include "config/LauncherParameters.h"
 #include "entry/LauncherVersion.h"
@@ -203,7 +204,18 @@ void Daemon::waitForServiceStartMethodToFinish() {
 std::future<void> Daemon::callServiceStopMethodAndWaitForItsFinish(bool fast) {
     LOG_INFO(kClass, L"Sending stop signal to Java process", L"stopType",
              fast ? L"stopFast" : L"simple stop");
-    std::future<void> stopResult = jvm_.stop(parameters_.getMainClassArgs(), nullptr, fast);
+    std::future<void> stopResult;
+    try {
+        stopResult = jvm_.stop(parameters_.getMainClassArgs(), nullptr, fast);
+    } catch (...) {
+        // The stop method could not even be set going (no thread left for it, say), yet
+        // the start method still runs inside the JVM: leaving here would tear the process
+        // down under it. The failure becomes the stop result instead, so the JVM is waited
+        // for and destroyed before it is reported.
+        std::promise<void> failed;
+        failed.set_exception(std::current_exception());
+        stopResult = failed.get_future();
+    }
     LOG_INFO(kClass, L"Waiting java-stop to complete", L"timeout", L"forever");
     for (long elapsedSec = 0;; ++elapsedSec) {
         if (isReady(stopResult, std::chrono::seconds(1))) {

@@ -30,8 +30,9 @@ const std::string kStopFastFailure =
     "java.lang.IllegalStateException: SvcService refuses to stop fast";
 
 // The launcher in an English locale, free of the caller's Java settings.
-ProcessRunner launcher(std::vector<std::string> args, const std::string& directory = "/") {
-    ProcessRunner runner(LAUNCHER_BINARY);
+ProcessRunner launcher(std::vector<std::string> args, const std::string& directory = "/",
+                       const std::string& program = LAUNCHER_BINARY) {
+    ProcessRunner runner(program);
     runner.argv0("launcher")
         .args(std::move(args))
         .env("LC_ALL", "C")
@@ -74,15 +75,16 @@ struct Launch {
           pidFile(dir.path(name + ".pid")),
           factsFile(dir.path(name + ".facts")) {}
 
-    ProcessRunner runner() const {
+    std::vector<std::string> args() const {
         // clang-format off
         std::vector<std::string> args = {"start", "--javahome", JVM_TEST_JAVA_HOME,
             "--jclasspath", classPath, "--jifaceclass", mainClass, "--clog", log, "--pidfile",
             pidFile, "--jvmopt", "-Dsvc.report=" + factsFile, "--jvmopt", "-Dsig.report=" + factsFile};
         // clang-format on
         args.insert(args.end(), more.begin(), more.end());
-        return launcher(args, directory);
+        return args;
     }
+    ProcessRunner runner() const { return launcher(args(), directory); }
     std::string pidPath() const { return pidFile[0] == '/' ? pidFile : directory + "/" + pidFile; }
 
     // The fixtures report a word a line, or key=value.
@@ -410,6 +412,43 @@ TEST(StartModeThroughLauncherTest, AFastStopWithoutStopFastWaitsForASimpleStop) 
     EXPECT_LT(svc.find("Got an event. stopType=stop fast"), refused);
     EXPECT_LT(refused, simple);
     EXPECT_NE(std::string::npos, simple);
+}
+
+// A service that has taken every thread its process limit allows leaves none for the
+// stop method. The launcher neither crashes nor tears the JVM down under the running
+// start method: it waits for start to end by itself, destroys the JVM, then reports
+// the stop's failure.
+TEST(StartModeThroughLauncherTest, AStopMethodThatGetsNoThreadFailsOnceStartHasEnded) {
+    if (geteuid() != 0 || access("/usr/bin/setpriv", X_OK) != 0 ||
+        access("/usr/bin/prlimit", X_OK) != 0 || !getpwnam("nobody")) {
+        GTEST_SKIP() << "needs root, setpriv and prlimit: root ignores the process limit";
+    }
+    TempDir dir;
+    // Everything the unprivileged user touches lives in the test's directory.
+    ASSERT_EQ(0, chmod(dir.path().c_str(), 0777));
+    std::filesystem::copy_file(LAUNCHER_BINARY, dir.path("launcher"));
+    std::filesystem::copy_file(JVM_FIXTURE_JAR, dir.path("fixtures.jar"));
+    Launch svc(dir, "SvcService", {"--jvmopt", "-Dsvc.start=linger:3000"});
+    svc.classPath = dir.path("fixtures.jar");
+    std::vector<std::string> args = {"--nproc=64:64",   "/usr/bin/setpriv", "--reuid=nobody",
+                                     "--regid=nogroup", "--clear-groups",   dir.path("launcher")};
+    for (const std::string& arg : svc.args()) {
+        args.push_back(arg);
+    }
+    ProcessRunner::Running running = launcher(args, "/", "/usr/bin/prlimit").start();
+    ASSERT_TRUE(svc.serving(running)) << svc.describe();
+    ASSERT_TRUE(eventually([&] { return svc.count("threads.held") > 0; }, kPatience))
+        << svc.describe();
+    running.signal(SIGUSR1);
+    const ProcessRunner::Result& result = running.wait();
+    EXPECT_EQ(20, result.exitCode) << result.out << result.err << svc.describe();
+    EXPECT_EQ("Service stop method failed.: Resource temporarily unavailable\n", result.err);
+    EXPECT_EQ(0, svc.count("stop"));
+    EXPECT_EQ(1, svc.count("start.returns"));
+    EXPECT_LT(svc.find("Service start method finished."), svc.find("JVM destroyed"));
+    EXPECT_NE(std::string::npos,
+              svc.find("Service stop method failed.: Resource temporarily unavailable"));
+    EXPECT_FALSE(pathExists(svc.pidPath()));
 }
 
 // Thousands of simple and fast stop requests from the moment the PID file exists (so a
