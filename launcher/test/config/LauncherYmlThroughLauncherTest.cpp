@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "support/LauncherRunner.h"
 #include "support/LogLines.h"
-#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 // launcher.yml as the launcher reads it from an instance directory.
@@ -14,9 +14,7 @@ namespace {
 using Args = std::vector<std::string>;
 
 ProcessRunner launcher(Args args) {
-    ProcessRunner runner(LAUNCHER_BINARY);
-    runner.args(std::move(args)).env("LC_ALL", "C").unsetEnv("JVM_OPTS");
-    return runner;
+    return launcherRunner(std::move(args));
 }
 
 TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {

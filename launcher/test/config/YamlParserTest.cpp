@@ -90,7 +90,7 @@ TEST(YamlParserTest, EveryFuzzInputParsesOrFailsCleanly) {
     ScopedCatalogue english;
     size_t replayed = 0;
     for (const auto& entry : std::filesystem::directory_iterator(
-             std::filesystem::path(__FILE__).parent_path() / "../../../fuzz/yaml-corpus")) {
+             std::filesystem::path(LAUNCHER_SOURCE_DIR) / "fuzz/yaml-corpus")) {
         std::ifstream in(entry.path(), std::ios::binary);
         std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         SCOPED_TRACE(entry.path().filename().string());

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "support/ProcessRunner.h"
+#include "support/LauncherRunner.h"
 #include "support/TempDir.h"
 
 // The Java home a launcher finds when none is given: its inventory library (the
@@ -102,19 +102,17 @@ TEST(JavaHomeThroughLauncherTest, TheInventoryOrJavaHomeChoosesTheHome) {
     };
     const std::string log = dir.path("launcher.log");
     for (const auto& row : rows) {
-        ProcessRunner runner(row.launcher);
-        runner.argv0("launcher")
-            .args({"start", "--quiet", "--jclasspath", dir.path("file"), "--jifaceclass",
-                   "app.Main", "--clog", log, "--instance",
-                   row.instance == none ? dir.path() : dir.path(row.instance)})
-            .env("LC_ALL", "C")
-            .unsetEnv("JVM_OPTS");
-#if defined(__SANITIZE_ADDRESS__)
-        runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
-#endif
-        row.roots == none ? runner.unsetEnv("LAUNCHER_INVENTORY_JAVA_ROOTS")
-                          : runner.env("LAUNCHER_INVENTORY_JAVA_ROOTS", row.roots);
-        row.javaHome == none ? runner.unsetEnv("JAVA_HOME") : runner.env("JAVA_HOME", row.javaHome);
+        ProcessRunner runner =
+            launcherRunner({"start", "--quiet", "--jclasspath", dir.path("file"), "--jifaceclass",
+                            "app.Main", "--clog", log, "--instance",
+                            row.instance == none ? dir.path() : dir.path(row.instance)},
+                           row.launcher);
+        if (row.roots != none) {
+            runner.env("LAUNCHER_INVENTORY_JAVA_ROOTS", row.roots);
+        }
+        if (row.javaHome != none) {
+            runner.env("JAVA_HOME", row.javaHome);
+        }
         EXPECT_EQ(row.outcome, runner.run().summary())
             << row.launcher << " " << row.roots << " " << row.javaHome;
     }

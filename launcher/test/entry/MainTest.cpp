@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/TextConversion.h"
+#include "support/LauncherRunner.h"
 #include "support/LogLines.h"
-#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 // The launcher as a user runs it: what each command line prints, where, with
@@ -18,14 +18,7 @@ using Args = std::vector<std::string>;
 
 // How a run ended, as one text: "<exit code> <stdout>[stderr: <stderr>]".
 std::string outcome(Args args, const char* locale = "C") {
-    return ProcessRunner(LAUNCHER_BINARY)
-        .argv0("launcher")
-        .args(std::move(args))
-        .env("LC_ALL", locale)
-        .env("LOCPATH", LAUNCHER_TEST_LOCALE_DIR)
-        .unsetEnv("JVM_OPTS")
-        .run()
-        .summary();
+    return launcherRunner(std::move(args)).env("LC_ALL", locale).run().summary();
 }
 
 // The words of a command line separated by blanks.

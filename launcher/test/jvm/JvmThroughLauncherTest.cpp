@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/LauncherRunner.h"
 #include "support/LogLines.h"
-#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 // Start mode through the launcher with the fixture jar on the class path: how a
@@ -35,13 +35,7 @@ Launch launch(const Args& contractAndOptions) {
         })) {
         args.insert(args.end(), {"--javahome", JVM_TEST_JAVA_HOME});
     }
-    ProcessRunner runner(LAUNCHER_BINARY);
-    runner.args(args).env("LC_ALL", "C").unsetEnv("JVM_OPTS").unsetEnv("JAVA_HOME");
-#if defined(__SANITIZE_ADDRESS__)
-    // HotSpot handles SIGSEGV itself, and its threads are still alive at exit.
-    runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
-#endif
-    std::string text = runner.run().summary();
+    std::string text = launcherRunner(args).run().summary();
     for (size_t at = text.find(".java:"); at != std::string::npos; at = text.find(".java:", at)) {
         text.erase(at + 5, text.find(')', at) - at - 5);
     }

@@ -60,7 +60,7 @@ TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSa
     const std::set<std::string> russianOnly = {"IDS_CWD_CHANGED_TO", "IDS_JVN_LIB"};
     std::set<std::string> used;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(
-             std::filesystem::path(__FILE__).parent_path() / "../../src")) {
+             std::filesystem::path(LAUNCHER_SOURCE_DIR) / "launcher/src")) {
         if (entry.is_regular_file() &&
             !entry.path().filename().string().starts_with("LocalizationResource_")) {
             const std::string text = readWholeFile(entry.path());
@@ -74,7 +74,7 @@ TEST(MessageCatalogueTest, EveryIdTheCodeUsesHasItsTextsInBothLanguagesWithTheSa
             }
         }
     }
-    ASSERT_GT(used.size(), 100u) << "the sources were not found beside " << __FILE__;
+    ASSERT_GT(used.size(), 100u) << "the sources were not found under " << LAUNCHER_SOURCE_DIR;
     for (const std::string& id : used) {
         EXPECT_EQ(!inNone.count(id) && !russianOnly.count(id), english.count(id) == 1) << id;
         EXPECT_EQ(!inNone.count(id), russian.count(id) == 1) << id;

@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/LauncherRunner.h"
 #include "support/LogLines.h"
-#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 
 // Start mode, stop signals and stop mode through the real launcher binary and a real
@@ -32,19 +32,8 @@ const std::string kStopFastFailure =
 // The launcher in an English locale, free of the caller's Java settings.
 ProcessRunner launcher(std::vector<std::string> args, const std::string& directory = "/",
                        const std::string& program = LAUNCHER_BINARY) {
-    ProcessRunner runner(program);
-    runner.argv0("launcher")
-        .args(std::move(args))
-        .env("LC_ALL", "C")
-        .unsetEnv("JVM_OPTS")
-        .unsetEnv("JAVA_HOME")
-        .workingDirectory(directory)
-        .timeout(kPatience);
-#if defined(__SANITIZE_ADDRESS__)
-    // HotSpot handles SIGSEGV itself, and its threads are still alive when the leak
-    // check would run at exit.
-    runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
-#endif
+    ProcessRunner runner = launcherRunner(std::move(args), program, kPatience);
+    runner.workingDirectory(directory);
     return runner;
 }
 
@@ -608,10 +597,9 @@ TEST(StopModeThroughLauncherTest, OnlyALauncherThatHoldsItsPidFileIsStopped) {
         ASSERT_EQ(0, chmod(dir.path().c_str(), 0755));
         std::filesystem::copy_file(LAUNCHER_BINARY, dir.path("launcher"));
         const ProcessRunner::Result denied =
-            ProcessRunner("/usr/bin/setpriv")
-                .args({"--reuid=nobody", "--regid=nogroup", "--clear-groups", dir.path("launcher"),
-                       "stop", "--pid", sleeperPid, "--timeout", "500"})
-                .env("LC_ALL", "C")
+            launcherRunner({"--reuid=nobody", "--regid=nogroup", "--clear-groups",
+                            dir.path("launcher"), "stop", "--pid", sleeperPid, "--timeout", "500"},
+                           "/usr/bin/setpriv")
                 .run();
         EXPECT_EQ(12, denied.exitCode) << denied.out << denied.err;
         // No line end: the way this message has always been printed.
