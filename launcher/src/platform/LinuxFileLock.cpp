@@ -3,15 +3,20 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "platform/IOsUtilsFactory.h"
 #include "platform/ISystemUtils.h"
 #include "platform/LauncherOsException.h"
+#include "platform/LinuxTrustedPath.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
 
@@ -23,14 +28,17 @@ constexpr int kBusyRetries = 20;
 constexpr std::chrono::milliseconds kBusyPause{5};
 // How often the file may be replaced under us before we give up on it.
 constexpr int kReplacedRetries = 50;
+// A PID file is a few digits; more is not read.
+constexpr size_t kMaxContent = 64;
+constexpr mode_t kPidFileMode = 0644;
 
-// Whether the path still names the file behind the descriptor: a file may be deleted,
+// Whether the name still means the file behind the descriptor: a file may be deleted,
 // and another created in its place, between our open and our lock.
-bool namesSameFile(int fd, const std::string& path) {
+bool namesSameFile(int fd, const LinuxTrustedPath& where) {
     struct stat held {};
     struct stat named {};
-    return fstat(fd, &held) == 0 && stat(path.c_str(), &named) == 0 &&
-           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+    return fstat(fd, &held) == 0 && where.statName(named) && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
 }
 
 bool writeAll(int fd, const std::string& content) {
@@ -59,24 +67,54 @@ void closeKeepingError(int fd) {
     errno = error;
 }
 
+// A file that is written in place must be this user's own regular file with no other
+// name: a hard link planted beside it could otherwise point at any file of the system.
+const char* refusalOfExisting(const struct stat& info) {
+    if (!S_ISREG(info.st_mode) || info.st_uid != geteuid()) {
+        return "IDS_NOT_OWN_REGULAR_FILE";
+    }
+    return info.st_nlink > 1 ? "IDS_FILE_HAS_OTHER_NAMES" : nullptr;
+}
+
 }  // namespace
 
 LinuxFileLock::LinuxFileLock(ISystemUtils& systemUtils) : systemUtils_(systemUtils) {}
 
 int LinuxFileLock::acquire(const std::wstring& path, const std::string& content) {
-    const std::string file = toUtf8(path);
     int busy = 0;
     for (int replaced = 0; replaced < kReplacedRetries;) {
-        const int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-        if (fd < 0) {
-            throw LauncherOsException(
+        const LinuxTrustedPath where(path, "IDS_FILE_WRITE_ERROR");
+        auto osFailure = [&] {
+            return LauncherOsException(
                 formatMessage("IDS_FILE_WRITE_ERROR", path, systemUtils_.getLastErrorText()));
+        };
+        bool created = true;
+        int fd = where.open(O_RDWR | O_CREAT | O_EXCL, kPidFileMode);
+        if (fd < 0 && errno == EEXIST) {
+            created = false;
+            fd = where.open(O_RDWR | O_NONBLOCK);
+        }
+        if (fd < 0) {
+            // Deleted, or a link put there, since we looked: look again.
+            if (errno == ENOENT || errno == ELOOP) {
+                ++replaced;
+                continue;
+            }
+            throw osFailure();
+        }
+        struct stat info {};
+        if (fstat(fd, &info) != 0) {
+            closeKeepingError(fd);
+            throw osFailure();
+        }
+        if (const char* refusal = created ? nullptr : refusalOfExisting(info)) {
+            close(fd);
+            throw LauncherOsException(formatMessage(refusal, path));
         }
         if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
             closeKeepingError(fd);
             if (errno != EWOULDBLOCK) {
-                throw LauncherOsException(
-                    formatMessage("IDS_FILE_WRITE_ERROR", path, systemUtils_.getLastErrorText()));
+                throw osFailure();
             }
             if (++busy > kBusyRetries) {
                 return -1;
@@ -84,23 +122,39 @@ int LinuxFileLock::acquire(const std::wstring& path, const std::string& content)
             std::this_thread::sleep_for(kBusyPause);
             continue;
         }
-        if (!namesSameFile(fd, file)) {
+        if (!namesSameFile(fd, where)) {
             close(fd);
             ++replaced;
             continue;
         }
-        if (!writeAll(fd, content)) {
+        // The umask decides nothing: other users must never be able to rewrite the
+        // number that root's stop mode will signal.
+        if (fchmod(fd, kPidFileMode) != 0 || !writeAll(fd, content)) {
             closeKeepingError(fd);
-            throw LauncherOsException(
-                formatMessage("IDS_FILE_WRITE_ERROR", path, systemUtils_.getLastErrorText()));
+            throw osFailure();
         }
         return fd;
     }
     return -1;
 }
 
-bool LinuxFileLock::holdsFileAt(int handle, const std::wstring& path) {
-    return handle >= 0 && namesSameFile(handle, toUtf8(path));
+IFileLock::DeleteResult LinuxFileLock::deleteHeld(int handle, const std::wstring& path) {
+    const LinuxTrustedPath where(path, "IDS_CANNOT_DELETE_FILE");
+    struct stat named {};
+    if (!where.statName(named)) {
+        return DeleteResult::Absent;
+    }
+    if (handle < 0 || !namesSameFile(handle, where)) {
+        return DeleteResult::Locked;
+    }
+    if (unlinkat(where.directory(), where.name().c_str(), 0) != 0) {
+        if (errno == ENOENT) {
+            return DeleteResult::Absent;
+        }
+        throw LauncherOsException(
+            formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
+    }
+    return DeleteResult::Deleted;
 }
 
 void LinuxFileLock::release(int handle) {
@@ -109,67 +163,124 @@ void LinuxFileLock::release(int handle) {
     }
 }
 
-bool LinuxFileLock::isLocked(const std::wstring& path) {
-    const std::string file = toUtf8(path);
-    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        if (errno == ENOENT) {
-            return false;
-        }
-        throw LauncherOsException(
-            formatMessage("IDS_FILE_READ_ERROR", path, systemUtils_.getLastErrorText()));
-    }
-    // A shared lock is enough to see an exclusive one, and it is dropped with the
-    // descriptor at once.
-    if (flock(fd, LOCK_SH | LOCK_NB) != 0) {
-        closeKeepingError(fd);
-        if (errno != EWOULDBLOCK) {
+IFileLock::Inspection LinuxFileLock::inspect(const std::wstring& path) {
+    Inspection found;
+    for (int replaced = 0; replaced < kReplacedRetries; ++replaced) {
+        const LinuxTrustedPath where(path, "IDS_FILE_READ_ERROR");
+        // Non-blocking: a FIFO put at the path must not hold the launcher up.
+        const int fd = where.open(O_RDONLY | O_NONBLOCK);
+        if (fd < 0) {
+            if (errno == ENOENT) {
+                return found;
+            }
+            if (errno == ELOOP) {
+                continue;
+            }
             throw LauncherOsException(
                 formatMessage("IDS_FILE_READ_ERROR", path, systemUtils_.getLastErrorText()));
         }
-        return true;
+        found.present = true;
+        struct stat info {};
+        if (fstat(fd, &info) != 0) {
+            closeKeepingError(fd);
+            throw LauncherOsException(
+                formatMessage("IDS_FILE_READ_ERROR", path, systemUtils_.getLastErrorText()));
+        }
+        found.device = info.st_dev;
+        found.inode = info.st_ino;
+        if (S_ISREG(info.st_mode)) {
+            found.regular = true;
+            char buffer[kMaxContent + 1];
+            const ssize_t n = pread(fd, buffer, sizeof(buffer), 0);
+            if (n > 0) {
+                found.content.assign(buffer, static_cast<size_t>(n));
+            }
+            found.holder = lockHolder(info.st_dev, info.st_ino);
+        }
+        close(fd);
+        return found;
     }
-    close(fd);
-    return false;
+    return found;
 }
 
-IFileLock::DeleteResult LinuxFileLock::deleteUnlessLocked(const std::wstring& path) {
-    const std::string file = toUtf8(path);
+IFileLock::DeleteResult LinuxFileLock::deleteUnlessLocked(const std::wstring& path,
+                                                          const Inspection* only) {
     for (int replaced = 0; replaced < kReplacedRetries; ++replaced) {
-        const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        const LinuxTrustedPath where(path, "IDS_CANNOT_DELETE_FILE");
+        auto osFailure = [&] {
+            return LauncherOsException(
+                formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
+        };
+        const int fd = where.open(O_RDONLY | O_NONBLOCK);
         if (fd < 0) {
             if (errno == ENOENT) {
                 return DeleteResult::Absent;
             }
-            throw LauncherOsException(
-                formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
+            if (errno == ELOOP) {
+                continue;
+            }
+            throw osFailure();
+        }
+        struct stat info {};
+        if (only != nullptr &&
+            (fstat(fd, &info) != 0 || info.st_dev != only->device || info.st_ino != only->inode)) {
+            close(fd);
+            return DeleteResult::Replaced;
         }
         if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
             closeKeepingError(fd);
             if (errno == EWOULDBLOCK) {
                 return DeleteResult::Locked;
             }
-            throw LauncherOsException(
-                formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
+            throw osFailure();
         }
-        if (!namesSameFile(fd, file)) {
+        if (!namesSameFile(fd, where)) {
             close(fd);
             continue;
         }
         // Unlinked while we hold the lock, so whoever opened the file meanwhile finds
         // it gone once the lock is theirs, and creates a new one.
-        if (unlink(file.c_str()) != 0) {
+        if (unlinkat(where.directory(), where.name().c_str(), 0) != 0) {
             closeKeepingError(fd);
             if (errno == ENOENT) {
                 return DeleteResult::Absent;
             }
-            throw LauncherOsException(
-                formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
+            throw osFailure();
         }
         close(fd);
         return DeleteResult::Deleted;
     }
     return DeleteResult::Locked;
+}
+
+int32_t LinuxFileLock::lockHolder(dev_t device, ino_t inode) {
+    // "1: FLOCK  ADVISORY  WRITE 4711 fe:00:10961282 0 EOF": the kernel writes the
+    // process that took the lock, which no other process can change.
+    std::ifstream locks("/proc/locks");
+    std::string line;
+    while (std::getline(locks, line)) {
+        std::istringstream fields(line);
+        std::string number, kind, advisory, access, id;
+        long pid = 0;
+        if (!(fields >> number >> kind)) {
+            continue;
+        }
+        if (kind == "->") {
+            // A waiter for a lock, not a holder.
+            continue;
+        }
+        if (!(fields >> advisory >> access >> pid >> id) || kind != "FLOCK" || access != "WRITE") {
+            continue;
+        }
+        unsigned int high = 0;
+        unsigned int low = 0;
+        unsigned long long node = 0;
+        if (std::sscanf(id.c_str(), "%x:%x:%llu", &high, &low, &node) == 3 &&
+            high == major(device) && low == minor(device) && node == inode && pid > 0) {
+            return static_cast<int32_t>(pid);
+        }
+    }
+    return 0;
 }
 
 IFileLock& getFileLock() {

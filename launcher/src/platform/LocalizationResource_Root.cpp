@@ -43,6 +43,12 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_FILE_READ_ERROR"] = "Cannot read file '%ls'. Error: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Cannot write file '%ls'. Error: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Cannot create file '%ls'. Error: %ls";
+    table["IDS_UNTRUSTED_LINK"] =
+        "'%ls' is not used: the symbolic link '%ls' belongs to another user";
+    table["IDS_NOT_OWN_REGULAR_FILE"] =
+        "'%ls' is not written: it is not a regular file of this user";
+    table["IDS_FILE_HAS_OTHER_NAMES"] =
+        "'%ls' is not written: the file has other names (hard links)";
     table["IDS_FILE_FORMAT_UNKNOWN_FIELD"] = "Error reading file '%ls'. Unknown field '%ls'.";
     table["IDS_FILE_FORMAT_UNKNOWN_JAVA_VERSION"] =
         "Error reading file '%ls'. Unknown Java version '%ls'.";

@@ -47,6 +47,12 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_FILE_READ_ERROR"] = "Не удается прочитать файл '%ls'. Ошибка: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Не удается записать файл '%ls'. Ошибка: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Не удается создать файл '%ls'. Ошибка: %ls";
+    table["IDS_UNTRUSTED_LINK"] =
+        "'%ls' не используется: символическая ссылка '%ls' принадлежит другому пользователю";
+    table["IDS_NOT_OWN_REGULAR_FILE"] =
+        "'%ls' не записывается: это не обычный файл этого пользователя";
+    table["IDS_FILE_HAS_OTHER_NAMES"] =
+        "'%ls' не записывается: у файла есть другие имена (жесткие ссылки)";
     table["IDS_FILE_FORMAT_UNKNOWN_FIELD"] = "Ошибка чтения файла '%ls'. Неизвестное поле '%ls'.";
     table["IDS_FILE_FORMAT_UNKNOWN_JAVA_VERSION"] =
         "Ошибка чтения файла '%ls'. Неизвестная версия Java '%ls'.";

@@ -65,13 +65,12 @@ void PidFile::removePid() {
             logMessage(LogLevel::error(), kClass, __FILE__, __LINE__, function,
                        L"PID file path points to directory, so will not be deleted", L"path",
                        path_);
-        } else if (lockHandle_ >= 0 && !lock_.holdsFileAt(lockHandle_, path_)) {
+        } else if (lock_.deleteHeld(lockHandle_, path_) == IFileLock::DeleteResult::Locked) {
             // Ours was deleted and another launcher has written its own since.
             logMessage(LogLevel::info(), kClass, __FILE__, __LINE__, function,
                        L"PID file was replaced by another launcher's, so will not be deleted",
                        L"path", path_);
         } else {
-            files.deleteFile(path_);
             logMessage(LogLevel::info(), kClass, __FILE__, __LINE__, function,
                        L"PID file was removed", L"path", path_);
         }
@@ -89,7 +88,11 @@ int32_t PidFile::readPid(IFileUtils& files, const std::wstring& path, std::wostr
         throw LauncherException(LauncherException::kInternal,
                                 L"Invalid state. Cannot read a PID because file name was not set");
     }
-    const std::string content = files.readFile(path)->toString();
+    return parsePid(files.readFile(path)->toString(), path, errors);
+}
+
+int32_t PidFile::parsePid(const std::string& content, const std::wstring& path,
+                          std::wostream& errors) {
     if (content.empty()) {
         errors << formatMessage("IDS_PIDFILE_ZEROSIZE", path);
         return -1;

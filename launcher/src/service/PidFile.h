@@ -29,6 +29,9 @@ class PidFile {
     // The id in a PID file written by another launcher, or -1 after a message in
     // errors. Throws when the path is empty or the file cannot be read.
     static int32_t readPid(IFileUtils& files, const std::wstring& path, std::wostream& errors);
+    // The same for content read already; path only names the file in the message.
+    static int32_t parsePid(const std::string& content, const std::wstring& path,
+                            std::wostream& errors);
 
     const std::wstring& getPath() const { return path_; }
 

@@ -16,20 +16,25 @@
 namespace {
 const wchar_t* const kClass = L"StopRequestClient";
 constexpr long kPollMs = 100;
+// How long a killed launcher may take to be gone before its PID file is given up on.
+constexpr long kReleasePollMs = 20;
+constexpr int kReleaseWaits = 100;
 // The PID-file option of the command line.
 const wchar_t* const kPidFileOption = L"--pidfile";
 
-void deleteStalePidFile(IFileLock& lock, const std::wstring& pidFilePath) {
+void deleteStalePidFile(IFileLock& lock, const std::wstring& pidFilePath,
+                        const IFileLock::Inspection& found) {
     IFileLock::DeleteResult result;
     try {
-        result = lock.deleteUnlessLocked(pidFilePath);
+        result = lock.deleteUnlessLocked(pidFilePath, &found);
     } catch (const LauncherException& e) {
         throw LauncherException(
             LauncherException::kPidFile,
             formatMessage("IDS_PIDFILE_CANNOT_BE_DELETED", pidFilePath, e.getMessage()));
     }
-    if (result == IFileLock::DeleteResult::Locked) {
-        // Another launcher took the file over while we looked at it.
+    if (result == IFileLock::DeleteResult::Locked || result == IFileLock::DeleteResult::Replaced) {
+        // Another launcher took the file over, or another file took its place, while we
+        // looked at it.
         throw LauncherException(LauncherException::kPidFile,
                                 LocalizationSupport::getText("IDS_PIDFILE_EXISTS_PROCESS_RUNNING"));
     }
@@ -45,9 +50,22 @@ int32_t StopRequestClient::stopAndReport(const std::wstring& pidFilePath, bool p
                                          IConsole& console) {
     const std::wstring path = pidFilePath.empty() ? getPidFilePath() : pidFilePath;
     int result;
-    if (pidFromPidFile && !lock_.isLocked(path)) {
-        // The number outlived its launcher and may belong to anyone by now.
-        LOG_INFO(kClass, L"PID-file is not held by a running launcher, nothing to stop",
+    if (!path.empty() && pidFromPidFile) {
+        heldByTarget_ = isHeldByTarget(path);
+    } else if (!path.empty()) {
+        // Found on the target's command line, the file only decides the clean-up.
+        try {
+            heldByTarget_ = isHeldByTarget(path);
+        } catch (const LauncherException& e) {
+            LOG_INFO(kClass, L"PID-file of another instance cannot be checked", L"exception",
+                     e.getMessage(), L"pidFilePath", path);
+            targetPidFile_.present = true;
+        }
+    }
+    if (pidFromPidFile && !heldByTarget_) {
+        // The number outlived its launcher and may belong to anyone by now, or someone
+        // else wrote it: only the process that holds the file's lock is its launcher.
+        LOG_INFO(kClass, L"PID-file is not held by the launcher it names, nothing to stop",
                  L"pidFilePath", path, L"pid", getTargetPid());
         result = kNotFound;
     } else {
@@ -116,27 +134,65 @@ int StopRequestClient::waitForTermination(unsigned long timeoutMs) {
 }
 
 int StopRequestClient::cleanupPidFileAfterClientShutdown(const std::wstring& pidFilePath) {
-    IFileUtils& files = os_.getFileUtils();
     try {
-        if (!files.exists(pidFilePath)) {
+        if (!targetPidFile_.present) {
             LOG_INFO(kClass, L"PID-file of another instance is not accessible", L"pidFilePath",
                      pidFilePath);
             return 0;
         }
-        if (files.isDirectory(pidFilePath)) {
-            LOG_INFO(kClass, LocalizationSupport::getText("IDS_PIDFILE_OF_ANOTHER_IS_DIRECTORY"),
+        if (!heldByTarget_) {
+            // Whatever the file is, it was not the killed launcher's.
+            LOG_INFO(kClass, L"PID-file of another instance was not held by it, not removed",
                      L"pidFilePath", pidFilePath);
             return 2;
         }
-        files.deleteFile(pidFilePath);
-        LOG_INFO(kClass, LocalizationSupport::getText("IDS_PIDFILE_OF_ANOTHER_WAS_REMOVED"),
-                 L"pidFilePath", pidFilePath);
-        return 1;
+        // The killed launcher's lock goes only once the kernel has closed its files, after
+        // the last of its threads has ended; by then /proc/locks may name no one.
+        IFileLock::DeleteResult result = lock_.deleteUnlessLocked(pidFilePath, &targetPidFile_);
+        for (int tries = 0; result == IFileLock::DeleteResult::Locked && tries < kReleaseWaits &&
+                            isHolderGoing(lock_.inspect(pidFilePath).holder);
+             ++tries) {
+            os_.getProcessUtils().sleep(kReleasePollMs);
+            result = lock_.deleteUnlessLocked(pidFilePath, &targetPidFile_);
+        }
+        switch (result) {
+            case IFileLock::DeleteResult::Deleted:
+                LOG_INFO(kClass, LocalizationSupport::getText("IDS_PIDFILE_OF_ANOTHER_WAS_REMOVED"),
+                         L"pidFilePath", pidFilePath);
+                return 1;
+            case IFileLock::DeleteResult::Absent:
+                LOG_INFO(kClass, L"PID-file of another instance is not accessible", L"pidFilePath",
+                         pidFilePath);
+                return 0;
+            case IFileLock::DeleteResult::Locked:
+            case IFileLock::DeleteResult::Replaced:
+                LOG_INFO(kClass, L"PID-file of another instance was replaced, not removed",
+                         L"pidFilePath", pidFilePath);
+                return 2;
+        }
+        return 2;
     } catch (const LauncherException& e) {
         LOG_INFO(kClass, L"Failed to remove pid file", L"exception", e.getMessage(), L"pidFilePath",
                  pidFilePath);
         return 2;
     }
+}
+
+bool StopRequestClient::isHolderGoing(int32_t holder) const {
+    return holder == getTargetPid() || holder == 0;
+}
+
+bool StopRequestClient::isHeldByTarget(const std::wstring& pidFilePath) {
+    try {
+        targetPidFile_ = lock_.inspect(pidFilePath);
+    } catch (const LauncherException& e) {
+        // A link of another user, or a file that cannot be read: the PID file's error.
+        throw LauncherException(LauncherException::kPidFile, e.getMessage());
+    }
+    std::wostringstream ignored;
+    const int32_t pid = getTargetPid();
+    return targetPidFile_.regular && targetPidFile_.holder == pid &&
+           PidFile::parsePid(targetPidFile_.content, pidFilePath, ignored) == pid;
 }
 
 std::wstring StopRequestClient::getPidFilePath() {
@@ -160,27 +216,29 @@ std::wstring StopRequestClient::getPidFilePath() {
 void StopRequestClient::checkClientLauncherIsNotRunning(IOsUtilsFactory& os, IFileLock& lock,
                                                         const std::wstring& pidFilePath) {
     LOG_INFO(kClass, L"Checking prerequisites before start", L"pidFilePath", pidFilePath);
-    int32_t pid = -1;
-    std::wostringstream formatError;
+    IFileLock::Inspection found;
     try {
-        if (!os.getFileUtils().exists(pidFilePath)) {
-            LOG_INFO(kClass, L"Old PID-file is absent", L"pidFilePath", pidFilePath);
-            return;
-        }
-        pid = PidFile::readPid(os.getFileUtils(), pidFilePath, formatError);
+        found = lock.inspect(pidFilePath);
     } catch (const LauncherException& e) {
-        LOG_INFO(kClass, L"PID-file access error, delete it", L"exception", e.getMessage(),
-                 L"pidFilePath", pidFilePath);
-        deleteStalePidFile(lock, pidFilePath);
+        // Never deleted: it may be another user's link, which must not decide anything.
+        throw LauncherException(LauncherException::kPidFile, e.getMessage());
+    }
+    if (!found.present) {
+        LOG_INFO(kClass, L"Old PID-file is absent", L"pidFilePath", pidFilePath);
         return;
     }
-    if (!formatError.str().empty()) {
+    std::wostringstream formatError;
+    const int32_t pid =
+        found.regular ? PidFile::parsePid(found.content, pidFilePath, formatError) : -1;
+    if (!found.regular) {
+        LOG_INFO(kClass, L"PID-file is not a regular file, delete it", L"pidFilePath", pidFilePath);
+    } else if (!formatError.str().empty()) {
         LOG_INFO(kClass, L"PID-file exists and has unsupported format, delete it", L"formatError",
                  formatError.str(), L"pidFilePath", pidFilePath);
     } else if (!LinuxStopRequestClient(os, lock, pid).isRunning()) {
         LOG_INFO(kClass, L"Process referenced in PID-file is not running, delete old PID-file",
                  L"pid", pid, L"pidFilePath", pidFilePath);
-    } else if (lock.isLocked(pidFilePath)) {
+    } else if (found.holder == pid) {
         throw LauncherException(LauncherException::kPidFile,
                                 LocalizationSupport::getText("IDS_PIDFILE_EXISTS_PROCESS_RUNNING"));
     } else {
@@ -188,5 +246,5 @@ void StopRequestClient::checkClientLauncherIsNotRunning(IOsUtilsFactory& os, IFi
                  L"Process referenced in PID-file belongs to another program, delete old PID-file",
                  L"pid", pid, L"pidFilePath", pidFilePath);
     }
-    deleteStalePidFile(lock, pidFilePath);
+    deleteStalePidFile(lock, pidFilePath, found);
 }

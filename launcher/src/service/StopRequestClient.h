@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/IFileLock.h"
 #include "platform/SimpleOptional.h"
 
 class IConsole;
-class IFileLock;
 class IOsUtilsFactory;
 
 // Stop mode: asks another launcher to stop, waits for it and kills it when it takes
@@ -47,12 +47,22 @@ class StopRequestClient {
     // The PID-file path on the target's command line, empty when none is found.
     std::wstring getPidFilePath();
 
-    // Before a start: refuses (LauncherException, code 3) when a running launcher holds
-    // the PID file, and deletes a file that no running launcher holds.
+    // Before a start: refuses (LauncherException, code 3) when the launcher the PID file
+    // names holds it, and deletes a file that is not held so.
     static void checkClientLauncherIsNotRunning(IOsUtilsFactory& os, IFileLock& lock,
                                                 const std::wstring& pidFilePath);
 
   protected:
     IOsUtilsFactory& os_;
     IFileLock& lock_;
+
+  private:
+    // Whether the file is a regular file that names the target and whose lock the
+    // target holds: the one proof that the target is the launcher that wrote it.
+    bool isHeldByTarget(const std::wstring& pidFilePath);
+    // Whether a lock of that holder may still be the killed target's.
+    bool isHolderGoing(int32_t holder) const;
+
+    IFileLock::Inspection targetPidFile_;
+    bool heldByTarget_ = false;
 };

@@ -9,7 +9,8 @@
 #include "platform/IFileLock.h"
 
 // Locks over the files of a FakeFileUtils. Paths in lockedByOthers are held by some
-// other process; paths in replacedPaths were deleted and written anew by another owner.
+// other process (holders says which, when a test cares); paths in replacedPaths were
+// deleted and written anew by another owner.
 class FakeFileLock : public IFileLock {
   public:
     explicit FakeFileLock(FakeFileUtils& files) : files_(files) {}
@@ -22,18 +23,26 @@ class FakeFileLock : public IFileLock {
         held_[next_] = files_.normalize(path);
         return next_++;
     }
-    bool holdsFileAt(int handle, const std::wstring& path) override {
+    DeleteResult deleteHeld(int handle, const std::wstring& path) override {
         const std::wstring full = files_.normalize(path);
-        return held_.count(handle) != 0 && held_[handle] == full && replacedPaths.count(full) == 0;
+        if (held_.count(handle) == 0 || held_[handle] != full || replacedPaths.count(full) != 0) {
+            return files_.exists(path) ? DeleteResult::Locked : DeleteResult::Absent;
+        }
+        return files_.deleteFile(path) ? DeleteResult::Deleted : DeleteResult::Absent;
     }
     void release(int handle) override { held_.erase(handle); }
-    bool isLocked(const std::wstring& path) override {
-        const std::wstring full = files_.normalize(path);
-        return lockedByOthers.count(full) != 0 ||
-               std::any_of(held_.begin(), held_.end(),
-                           [&](auto& held) { return held.second == full; });
+    Inspection inspect(const std::wstring& path) override {
+        Inspection found;
+        found.present = files_.exists(path);
+        found.regular = found.present && !files_.isDirectory(path);
+        if (found.regular) {
+            found.content = files_.contentOf(path);
+            const auto holder = holders.find(files_.normalize(path));
+            found.holder = holder == holders.end() ? 0 : holder->second;
+        }
+        return found;
     }
-    DeleteResult deleteUnlessLocked(const std::wstring& path) override {
+    DeleteResult deleteUnlessLocked(const std::wstring& path, const Inspection*) override {
         if (isLocked(path)) {
             return DeleteResult::Locked;
         }
@@ -41,9 +50,17 @@ class FakeFileLock : public IFileLock {
     }
 
     std::set<std::wstring> lockedByOthers;
+    std::map<std::wstring, int32_t> holders;
     std::set<std::wstring> replacedPaths;
 
   private:
+    bool isLocked(const std::wstring& path) {
+        const std::wstring full = files_.normalize(path);
+        return lockedByOthers.count(full) != 0 || holders.count(full) != 0 ||
+               std::any_of(held_.begin(), held_.end(),
+                           [&](auto& held) { return held.second == full; });
+    }
+
     FakeFileUtils& files_;
     std::map<int, std::wstring> held_;
     int next_ = 3;

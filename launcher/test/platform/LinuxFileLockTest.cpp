@@ -15,30 +15,36 @@ namespace {
 
 // Each call opens the file anew, and a lock belongs to an open file, so a lock this
 // process holds meets the calls as another process's would.
-TEST(LinuxFileLockTest, AHeldLockKeepsTheFileAndAReplacedFileIsNotHeld) {
+TEST(LinuxFileLockTest, AHeldLockNamesItsHolderAndAReplacedFileIsNeitherHeldNorDeleted) {
     ScopedCatalogue english;
     FakeSystemUtils system;
-    LinuxFileLock lock{system};
+    LinuxFileLock linuxLock{system};
+    IFileLock& lock = linuxLock;
     TempDir dir;
     const std::wstring path = dir.wpath("launcher.pid");
     dir.write("launcher.pid", "stale content");
     const int held = lock.acquire(path, "4242");
     ASSERT_GE(held, 0);
     EXPECT_NE(0, fcntl(held, F_GETFD) & FD_CLOEXEC) << "a child process would inherit the lock";
-    EXPECT_TRUE(lock.isLocked(path));
+    const IFileLock::Inspection found = lock.inspect(path);
+    EXPECT_TRUE(found.regular);
+    EXPECT_EQ("4242", found.content);
+    EXPECT_EQ(getpid(), found.holder);
     EXPECT_EQ(-1, lock.acquire(path, "99"));
     EXPECT_EQ(IFileLock::DeleteResult::Locked, lock.deleteUnlessLocked(path));
     EXPECT_EQ("4242", readWholeFile(dir.path("launcher.pid")));
-    EXPECT_TRUE(lock.holdsFileAt(held, path));
 
-    // A file put in its place by someone else is neither held nor locked.
+    // A file put in its place by someone else is neither held nor ours to delete.
     ASSERT_EQ(0, unlink(dir.path("launcher.pid").c_str()));
     dir.write("launcher.pid", "3");
-    EXPECT_FALSE(lock.holdsFileAt(held, path));
-    EXPECT_FALSE(lock.isLocked(path));
+    EXPECT_EQ(0, lock.inspect(path).holder);
+    EXPECT_EQ(IFileLock::DeleteResult::Locked, lock.deleteHeld(held, path));
+    EXPECT_EQ(IFileLock::DeleteResult::Replaced, lock.deleteUnlessLocked(path, &found));
+    EXPECT_EQ("3", readWholeFile(dir.path("launcher.pid")));
     lock.release(held);
     EXPECT_EQ(IFileLock::DeleteResult::Deleted, lock.deleteUnlessLocked(path));
     EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
+    EXPECT_FALSE(lock.inspect(path).present);
     EXPECT_THROW(lock.acquire(dir.wpath("no/launcher.pid"), "1"), LauncherOsException);
 }
 

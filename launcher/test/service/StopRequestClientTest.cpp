@@ -21,16 +21,24 @@ class ScriptedTarget : public StopRequestClient {
     bool isRunning() override { return true; }
     std::vector<std::wstring> getCommandLine() override { return {}; }
     int askToStop(bool) override { return askResult; }
-    int terminateProcess() override { return terminateResult; }
+    // The kernel drops a killed process's locks.
+    int terminateProcess() override {
+        fakeLock->holders.clear();
+        return terminateResult;
+    }
     int32_t getTargetPid() const override { return 77; }
 
     int askResult = kStoppedGracefully;
     int terminateResult = kKilled;
+    FakeFileLock* fakeLock = nullptr;
 };
 
 class StopRequestClientTest : public ::testing::Test {
   protected:
-    StopRequestClientTest() { os.files.addDirectory(L"/run"); }
+    StopRequestClientTest() {
+        os.files.addDirectory(L"/run");
+        target.fakeLock = &lock;
+    }
 
     // The exit code and what the user read on standard error.
     std::pair<int32_t, std::wstring> stop(const std::wstring& pidFile,
@@ -51,6 +59,9 @@ TEST_F(StopRequestClientTest, EachOutcomeHasItsTextAndExitCode) {
     os.files.addDirectory(L"/run/dir.pid");
     os.files.addFile(L"/run/denied.pid", "77");
     os.files.failOn(L"/run/denied.pid");
+    // Only the file its launcher held is removed after the kill.
+    os.files.addFile(L"/run/held.pid", "77");
+    os.files.addFile(L"/run/foreign.pid", "77");
     const std::wstring forced = L"Launcher with PID=77 was forced to stop";
     const struct {
         int asked;
@@ -69,9 +80,14 @@ TEST_F(StopRequestClientTest, EachOutcomeHasItsTextAndExitCode) {
         {StopRequestClient::kStillRunning, L"/run/denied.pid", 0,
          forced + L" but its PID-file was not removed\n"},
         {StopRequestClient::kStillRunning, L"/run/gone.pid", 0, forced + L"\n"},
+        {StopRequestClient::kStillRunning, L"/run/held.pid", 0,
+         forced + L" and its PID-file was removed\n"},
+        {StopRequestClient::kStillRunning, L"/run/foreign.pid", 0,
+         forced + L" but its PID-file was not removed\n"},
     };
     for (const auto& c : cases) {
         target.askResult = c.asked;
+        lock.holders = {{L"/run/held.pid", 77}, {L"/run/foreign.pid", 78}};
         EXPECT_EQ(std::make_pair(c.code, c.text), stop(c.pidFile, 0UL));
     }
     EXPECT_TRUE(os.process.sleeps.empty());
