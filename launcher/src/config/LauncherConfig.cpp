@@ -22,6 +22,12 @@ const char* const kSimpleKeys[] = {"work-dir", "service-name", "java-home",   "p
                                    "log-file", "class-path",   "module-path", "main-class",
                                    "daemon",   "quiet"};
 
+// The keys whose values name a file or directory, or the class that a class file
+// holds: cut at a bad byte, such a value would name another one.
+bool namesFile(const std::string& key) {
+    return key != "daemon" && key != "quiet";
+}
+
 bool isSimpleKey(const std::string& key) {
     for (const char* simple : kSimpleKeys) {
         if (key == simple) {
@@ -169,6 +175,11 @@ void LauncherConfig::walk(IOsUtilsFactory& os, const YamlNode& root,
         }
         const std::string key = node->getKey();
         if (isSimpleKey(key)) {
+            if (namesFile(key) && !isWholeUtf8(node->getValue())) {
+                throw LauncherException(
+                    LauncherException::kConfiguration,
+                    formatMessage("IDS_FILE_FORMAT_PATH_NOT_UTF8", fileName_, toWide(key)));
+            }
             values_[toWide(key)] = expanded(*node);
             node = node->getNext();
         } else if (key == "jvm-opts" || key == "main-class-args") {
