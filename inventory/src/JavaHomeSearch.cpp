@@ -42,9 +42,10 @@ bool isDirectory(const std::string& path) {
 }
 
 // The release file's bytes; false when it is absent, unreadable or larger than
-// the launcher would read.
+// the launcher would read. The open does not wait: a FIFO in the place of the
+// file would block it for ever, and it is refused by the check that follows.
 bool readReleaseFile(const std::string& home, std::string& bytes) {
-    const int fd = open(join(home, "release").c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = open(join(home, "release").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return false;
     }

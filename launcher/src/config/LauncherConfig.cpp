@@ -22,6 +22,12 @@ const char* const kSimpleKeys[] = {"work-dir", "service-name", "java-home",   "p
                                    "log-file", "class-path",   "module-path", "main-class",
                                    "daemon",   "quiet"};
 
+// The keys whose values name a file or directory, or the class that a class file
+// holds: cut at a bad byte, such a value would name another one.
+bool namesFile(const std::string& key) {
+    return key != "daemon" && key != "quiet";
+}
+
 bool isSimpleKey(const std::string& key) {
     for (const char* simple : kSimpleKeys) {
         if (key == simple) {
@@ -35,6 +41,12 @@ bool isSimpleKey(const std::string& key) {
 // in, so a placeholder that the inserted text completes is replaced as well. A
 // replacement that holds the placeholder itself would keep that search going for
 // ever; only then does the search go on behind it.
+//
+// The text is built once, front to back: replacing in place moved the whole rest
+// of the value at every occurrence, which made a value of many placeholders take
+// time by the square of its size. A match is only looked for where the output
+// ends in the placeholder's last character, and never before the floor, the
+// start of the last text inserted.
 template <typename Produce>
 void replaceAll(std::wstring& text, const std::wstring& placeholder, Produce produce) {
     size_t at = text.find(placeholder);
@@ -43,10 +55,27 @@ void replaceAll(std::wstring& text, const std::wstring& placeholder, Produce pro
     }
     const std::wstring replacement = produce();
     const bool holdsItself = replacement.find(placeholder) != std::wstring::npos;
-    while (at != std::wstring::npos) {
-        text.replace(at, placeholder.size(), replacement);
-        at = text.find(placeholder, holdsItself ? at + replacement.size() : at);
+    const size_t length = placeholder.size();
+    const wchar_t last = placeholder.back();
+    std::wstring out(text, 0, at);
+    out.reserve(text.size() + replacement.size());
+    size_t floor = 0;
+    auto insert = [&] {
+        out.resize(out.size() - length);
+        floor = out.size();
+        out += replacement;
+        if (holdsItself) {
+            floor = out.size();
+        }
+    };
+    for (size_t next = at; next < text.size(); ++next) {
+        out.push_back(text[next]);
+        if (text[next] == last && out.size() >= floor + length &&
+            out.compare(out.size() - length, length, placeholder) == 0) {
+            insert();
+        }
     }
+    text = std::move(out);
 }
 
 }  // namespace
@@ -146,6 +175,11 @@ void LauncherConfig::walk(IOsUtilsFactory& os, const YamlNode& root,
         }
         const std::string key = node->getKey();
         if (isSimpleKey(key)) {
+            if (namesFile(key) && !isWholeUtf8(node->getValue())) {
+                throw LauncherException(
+                    LauncherException::kConfiguration,
+                    formatMessage("IDS_FILE_FORMAT_PATH_NOT_UTF8", fileName_, toWide(key)));
+            }
             values_[toWide(key)] = expanded(*node);
             node = node->getNext();
         } else if (key == "jvm-opts" || key == "main-class-args") {

@@ -28,6 +28,12 @@ std::unique_ptr<YamlNode> YamlParser::parse(std::string_view buffer) {
 YamlParser::YamlParser(const char* data, size_t end)
     : data_(data), end_(end), root_(std::make_unique<YamlNode>()), parent_(root_.get()) {
     widths_.push_back(0);
+    // Editors on some systems start a UTF-8 file with a byte-order mark. It is
+    // not text of the file; the offsets of errors still count it, so that they
+    // point at the same byte an editor shows.
+    if (end_ >= 3 && std::memcmp(data_, "\xEF\xBB\xBF", 3) == 0) {
+        position_ = 3;
+    }
 }
 
 bool YamlParser::isValueByte(size_t position) const {

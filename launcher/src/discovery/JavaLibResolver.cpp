@@ -7,6 +7,7 @@
 JavaLibResolver::JavaLibResolver(IOsUtilsFactory& os) : os_(os) {}
 
 std::wstring JavaLibResolver::findJvmLibrary(const std::wstring& javaHome) {
+    std::wstring tried;
     for (std::wstring_view directory : kCandidateDirectories) {
         // The home is used exactly as given: a trailing "/" makes a double
         // slash, which the OS accepts.
@@ -16,8 +17,12 @@ std::wstring JavaLibResolver::findJvmLibrary(const std::wstring& javaHome) {
         if (os_.getFileUtils().exists(path)) {
             return path;
         }
+        tried += tried.empty() ? L"'" : L", '";
+        tried += path;
+        tried += L"'";
     }
-    throw LauncherException(LauncherException::kJvmLoad, formatMessage("IDS_CANNOT_FIND_JVMLIB"));
+    throw LauncherException(LauncherException::kJvmLoad,
+                            formatMessage("IDS_CANNOT_FIND_JVMLIB", tried));
 }
 
 std::vector<std::wstring> JavaLibResolver::getExtraLibraries(const std::wstring&) {

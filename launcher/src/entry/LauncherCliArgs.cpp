@@ -86,16 +86,18 @@ std::wstring timeoutLogText(const SimpleOptional<unsigned long>& timeout) {
 
 }  // namespace
 
-LauncherCliArgs::LauncherCliArgs(IOsUtilsFactory& os, std::vector<std::wstring> rawArgs)
-    : os_(os), rawArgs_(std::move(rawArgs)) {}
+LauncherCliArgs::LauncherCliArgs(IOsUtilsFactory& os, std::vector<std::wstring> rawArgs,
+                                 std::vector<size_t> cutArgs)
+    : os_(os), rawArgs_(std::move(rawArgs)), cutArgs_(std::move(cutArgs)) {}
 
 std::shared_ptr<LauncherCliArgs> LauncherCliArgs::create(IOsUtilsFactory& os,
-                                                         const std::vector<std::wstring>& rawArgs) {
-    std::shared_ptr<LauncherCliArgs> args(new LauncherCliArgs(os, rawArgs));
+                                                         const std::vector<std::wstring>& rawArgs,
+                                                         const std::vector<size_t>& cutArgs) {
+    std::shared_ptr<LauncherCliArgs> args(new LauncherCliArgs(os, rawArgs, cutArgs));
     try {
         args->build();
     } catch (const LauncherException& e) {
-        std::shared_ptr<LauncherCliArgs> failed(new LauncherCliArgs(os, rawArgs));
+        std::shared_ptr<LauncherCliArgs> failed(new LauncherCliArgs(os, rawArgs, cutArgs));
         failed->appendError(e.getMessage());
         return failed;
     }
@@ -192,6 +194,9 @@ void LauncherCliArgs::build() {
         }
         // The reason still reaches the log file when the command line named a usable one.
         logPath_ = parsed.getValue(L"--clog");
+        if (isCut(L"--clog", logPath_)) {
+            logPath_.clear();
+        }
         if (!logPath_.empty()) {
             logAbsolute_ = checkDestination(L"--clog", logPath_);
             logDestinationValid_ = !logAbsolute_.empty();
@@ -227,6 +232,19 @@ void LauncherCliArgs::build() {
     errorText_.clear();
     streamsValid_ = true;
     logDestinationValid_ = true;
+    if (refuseCutPaths(parsed)) {
+        // Nothing is opened for a cut name, which would be another file; the
+        // reason still goes to a --clog that came whole.
+        logPath_ = parsed.getValue(L"--clog");
+        if (isCut(L"--clog", logPath_)) {
+            logPath_.clear();
+        }
+        if (!logPath_.empty()) {
+            logAbsolute_ = checkDestination(L"--clog", logPath_);
+            logDestinationValid_ = !logAbsolute_.empty();
+        }
+        return;
+    }
     checkStreams(parsed);
     logPath_ = parsed.getValue(L"--clog");
     if (!logPath_.empty()) {
@@ -358,6 +376,38 @@ void LauncherCliArgs::applyInstanceRoot() {
         }
     }
     jvmOptions_.push_back(kInstanceRootOption + instanceDirectory_);
+}
+
+bool LauncherCliArgs::isCut(const std::wstring& option, const std::wstring& value) const {
+    for (size_t index : cutArgs_) {
+        if (index >= rawArgs_.size()) {
+            continue;
+        }
+        const std::wstring& arg = rawArgs_[index];
+        if (arg == option + L"=" + value ||
+            (index > 0 && rawArgs_[index - 1] == option && arg == value)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool LauncherCliArgs::refuseCutPaths(const CliParseResult& parsed) {
+    // Every option whose value names a file or directory, or the class that a
+    // class file holds.
+    static const wchar_t* const kPathOptions[] = {
+        L"--instance",    L"--workdir",     L"--pidfile",    L"--cout",   L"--cerr",
+        L"--cstd",        L"--clog",        L"--javahome",   L"--jvmdll", L"--jclasspath",
+        L"--jmodulepath", L"--servicename", L"--jifaceclass"};
+    bool refused = false;
+    for (const wchar_t* option : kPathOptions) {
+        const std::wstring value = parsed.getValue(option);
+        if (isCut(option, value)) {
+            appendError(formatMessage("IDS_CLI_PATH_NOT_UTF8", option, value));
+            refused = true;
+        }
+    }
+    return refused;
 }
 
 void LauncherCliArgs::appendError(const std::wstring& message) {

@@ -21,9 +21,11 @@ class LauncherCliArgs {
 
     // Never throws a LauncherException: one raised while parsing or validating
     // gives a record in mode Error carrying its message. The first raw argument
-    // is the program name usage shows.
+    // is the program name usage shows; cutArgs are the indices of the raw
+    // arguments that were cut at a byte that is not UTF-8.
     static std::shared_ptr<LauncherCliArgs> create(IOsUtilsFactory& os,
-                                                   const std::vector<std::wstring>& rawArgs);
+                                                   const std::vector<std::wstring>& rawArgs,
+                                                   const std::vector<size_t>& cutArgs = {});
 
     // "Start", "Stop", "Error", "Version", "Usage" or "Unknown".
     static const wchar_t* modeName(uint32_t mode);
@@ -71,7 +73,8 @@ class LauncherCliArgs {
     std::shared_ptr<IConsole> createConsole();
 
   private:
-    LauncherCliArgs(IOsUtilsFactory& os, std::vector<std::wstring> rawArgs);
+    LauncherCliArgs(IOsUtilsFactory& os, std::vector<std::wstring> rawArgs,
+                    std::vector<size_t> cutArgs);
 
     void build();
     static CliParser declareCommandLine();
@@ -82,11 +85,16 @@ class LauncherCliArgs {
     // The absolute path of a usable destination, or empty after reporting why not.
     std::wstring checkDestination(const wchar_t* optionName, const std::wstring& path);
     void applyInstanceRoot();
+    // Whether the option's value came from an argument that was cut short.
+    bool isCut(const std::wstring& option, const std::wstring& value) const;
+    // Reports every file-naming option whose value was cut short; true if any was.
+    bool refuseCutPaths(const CliParseResult& parsed);
     void appendError(const std::wstring& message);
     bool reusesStreamDestination() const;
 
     IOsUtilsFactory& os_;
     std::vector<std::wstring> rawArgs_;
+    std::vector<size_t> cutArgs_;
 
     uint32_t mode_ = Usage;
     bool daemon_ = false;

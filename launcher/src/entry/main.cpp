@@ -155,7 +155,8 @@ int main(int argc, char** argv) {
     const std::wstring startupTime = os.getSystemUtils().getCurrentTimeText();
     LocalizationSupport localization(os.getSystemUtils());
     const std::vector<std::wstring> rawArgs = os.getProcessUtils().getCommandLineArgs();
-    const std::shared_ptr<LauncherCliArgs> args = LauncherCliArgs::create(os, rawArgs);
+    const std::shared_ptr<LauncherCliArgs> args =
+        LauncherCliArgs::create(os, rawArgs, os.getProcessUtils().getCutCommandLineArgs());
     if (args->isVersion() || args->isUsage()) {
         return 0;
     }

@@ -167,50 +167,48 @@ void JavaVmManager::load(const std::vector<std::wstring>& jvmArgs, const std::ws
         LOG_INFO(kClass, L"JVM created", L"result", result);
         try {
             std::unique_ptr<JvmEnv> env = JvmEnv::fromCreatingThread(jvm_, creatingEnv);
-            if (isJavaVersionSufficient(*env)) {
+            const int version = detectJavaVersion(*env);
+            if (version >= minimalJavaVersion_) {
                 return;
             }
-            message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE_VER", minimalJavaVersion_,
-                                    jvmLibPath);
+            message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE_VER", jvmLibPath, version,
+                                    minimalJavaVersion_);
             code = LauncherException::kJavaVersion;
         } catch (const LauncherException& e) {
-            message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", minimalJavaVersion_,
-                                    jvmLibPath, result, e.getMessage());
+            message =
+                formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", jvmLibPath, result, e.getMessage());
             code = e.getCode();
         }
         creatingEnv->ExceptionClear();
         unload();
     } else {
         jvm_ = nullptr;
-        if (result == JNI_EVERSION) {
-            message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE_VER", minimalJavaVersion_,
-                                    jvmLibPath);
-            code = LauncherException::kJavaVersion;
-        } else {
-            message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", minimalJavaVersion_,
-                                    jvmLibPath, result, jniResultText(result));
-            code = LauncherException::kJvmLoad;
-        }
+        // The JVM that refuses the JNI version is not running, so it has no
+        // version of its own to name.
+        message = formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", jvmLibPath, result,
+                                jniResultText(result));
+        code =
+            result == JNI_EVERSION ? LauncherException::kJavaVersion : LauncherException::kJvmLoad;
     }
     LOG_ERROR(kClass, message, L"jvmLibPath", jvmLibPath, L"code", result);
     throw LauncherException(code, message);
 }
 
-bool JavaVmManager::isJavaVersionSufficient(JvmEnv& env) {
+int JavaVmManager::detectJavaVersion(JvmEnv& env) {
     try {
         JniClass versionClass = env.findClassOrNull("java/lang/Runtime$Version");
         if (!versionClass.isNull()) {
-            return checkFeatureVersion(env, versionClass);
+            return readFeatureVersion(env, versionClass);
         }
         env.exceptionClear();
-        return checkJavaVersionProperty(env);
+        return readJavaVersionProperty(env);
     } catch (const LauncherException& e) {
         env.exceptionClear();
         throw LauncherException(e.getCode(), e.getMessage());
     }
 }
 
-bool JavaVmManager::checkFeatureVersion(JvmEnv& env, const JniClass& versionClass) {
+int JavaVmManager::readFeatureVersion(JvmEnv& env, const JniClass& versionClass) {
     JNIEnv* jni = env.getEnv();
     JniClass runtimeClass = env.findClass("java/lang/Runtime");
     jmethodID versionMethod =
@@ -231,10 +229,10 @@ bool JavaVmManager::checkFeatureVersion(JvmEnv& env, const JniClass& versionClas
     if (env.exceptionCheck()) {
         throw cannotCall(L"java.lang.Runtime.Version.feature()");
     }
-    return minimalJavaVersion_ <= feature;
+    return feature;
 }
 
-bool JavaVmManager::checkJavaVersionProperty(JvmEnv& env) {
+int JavaVmManager::readJavaVersionProperty(JvmEnv& env) {
     JNIEnv* jni = env.getEnv();
     JniClass systemClass = env.findClass("java/lang/System");
     JniEntity key = env.wrapObject(jni->NewStringUTF("java.version"));
@@ -254,7 +252,7 @@ bool JavaVmManager::checkJavaVersionProperty(JvmEnv& env) {
     }
     std::wstring text = toWide(chars);
     jni->ReleaseStringUTFChars(value.getAs<jstring>(), chars);
-    return parseJavaVersion(text) >= minimalJavaVersion_;
+    return parseJavaVersion(text);
 }
 
 namespace {

@@ -59,9 +59,10 @@ class JavaVmManager {
     static constexpr int kUnknownJavaVersion = 65535;
 
   private:
-    bool isJavaVersionSufficient(JvmEnv& env);
-    bool checkFeatureVersion(JvmEnv& env, const JniClass& versionClass);
-    bool checkJavaVersionProperty(JvmEnv& env);
+    // The feature version of the running Java (kUnknownJavaVersion when unreadable).
+    int detectJavaVersion(JvmEnv& env);
+    int readFeatureVersion(JvmEnv& env, const JniClass& versionClass);
+    int readJavaVersionProperty(JvmEnv& env);
 
     IOsUtilsFactory& os_;
     std::wstring className_;

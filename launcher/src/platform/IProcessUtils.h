@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,9 @@
 class IProcessUtils {
   public:
     virtual std::vector<std::wstring> getCommandLineArgs() = 0;
+    // The indices of the arguments of getCommandLineArgs that were cut at a byte
+    // that is not UTF-8.
+    virtual std::vector<size_t> getCutCommandLineArgs() = 0;
     virtual std::vector<std::wstring> convertArgs(int argc, char** argv) = 0;
     virtual std::vector<std::wstring> convertArgs(int argc, wchar_t** argv) = 0;
     virtual int getPid() = 0;

@@ -1,6 +1,7 @@
 #include "platform/LinuxFileUtils.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <libgen.h>
 #include <limits.h>
 #include <regex.h>
@@ -39,6 +40,50 @@ std::wstring lastError() {
 [[noreturn]] void throwOs(const char* id, const std::wstring& path, const std::wstring& error) {
     throw LauncherOsException(formatMessage(id, path, error));
 }
+
+// A descriptor of the file open for reading, or an exception. A FIFO, socket or
+// device in the place of a file is refused before anything is read from it: a
+// FIFO nobody writes to would block the open and the read for ever, so the open
+// does not wait, and the descriptor is checked before its first read.
+int openRegularFile(const std::string& utf8, const std::wstring& path, struct stat& info) {
+    const int fd = open(utf8.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0) {
+        throwOs("IDS_FILE_READ_ERROR", path, lastError());
+    }
+    if (fstat(fd, &info) != 0) {
+        std::wstring error = lastError();
+        close(fd);
+        throwOs("IDS_FILE_READ_ERROR", path, error);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        close(fd);
+        throwOs("IDS_FILE_READ_ERROR", path,
+                S_ISDIR(info.st_mode) ? LinuxSystemUtils::errorText(EISDIR)
+                                      : LocalizationSupport::getText("IDS_NOT_A_REGULAR_FILE"));
+    }
+    return fd;
+}
+
+// Reads up to size bytes; fewer only at the end of the file or on an error.
+size_t readUpTo(int fd, char* buffer, size_t size) {
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = read(fd, buffer + done, size - done);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            break;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return done;
+}
+
+struct FdCloser {
+    int fd;
+    ~FdCloser() { close(fd); }
+};
 
 std::string parentOf(const std::string& path) {
     std::string copy = path;
@@ -110,13 +155,10 @@ std::wstring LinuxFileUtils::toAbsolutePath(const std::wstring& path) {
 }
 
 int LinuxFileUtils::getElfClass(const std::wstring& libraryPath) {
-    FilePtr file(std::fopen(toUtf8(libraryPath).c_str(), "rb"));
-    if (!file) {
-        throwOs("IDS_FILE_READ_ERROR", libraryPath, lastError());
-    }
+    struct stat info {};
+    FdCloser file{openRegularFile(toUtf8(libraryPath), libraryPath, info)};
     unsigned char ident[16] = {};
-    size_t read = std::fread(ident, 1, sizeof(ident), file.get());
-    file.reset();
+    const size_t read = readUpTo(file.fd, reinterpret_cast<char*>(ident), sizeof(ident));
     if (read < sizeof(ident) || ident[0] != 0x7F || ident[1] != 'E' || ident[2] != 'L' ||
         ident[3] != 'F') {
         throw LauncherOsException(formatMessage("IDS_DLL_NOT_ELF", libraryPath));
@@ -164,21 +206,15 @@ bool LinuxFileUtils::deleteFile(const std::wstring& path) {
 }
 
 std::unique_ptr<FileContent> LinuxFileUtils::readFile(const std::wstring& path) {
-    std::string utf8 = toUtf8(path);
-    FilePtr file(std::fopen(utf8.c_str(), "r"));
-    if (!file) {
-        throwOs("IDS_FILE_READ_ERROR", path, lastError());
-    }
     struct stat info {};
-    if (stat(utf8.c_str(), &info) != 0) {
-        throwOs("IDS_FILE_READ_ERROR", path, lastError());
-    }
+    FdCloser file{openRegularFile(toUtf8(path), path, info)};
     size_t size = static_cast<size_t>(info.st_size);
     if (size > kMaxFileSize) {
         throw LauncherOsException(formatMessage("IDS_FILE_TOO_BIG", path));
     }
     auto content = std::make_unique<FileContent>(path, size);
-    if (std::fread(content->data(), 1, size, file.get()) < size) {
+    errno = 0;
+    if (readUpTo(file.fd, content->data(), size) < size) {
         throwOs("IDS_FILE_READ_ERROR", path, lastError());
     }
     return content;

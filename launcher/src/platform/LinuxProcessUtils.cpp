@@ -14,7 +14,10 @@
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
 
-std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
+namespace {
+
+// The arguments as the kernel keeps them, bytes unconverted.
+std::vector<std::string> readCommandLine() {
     FILE* file = std::fopen("/proc/self/cmdline", "rb");
     if (file == nullptr) {
         throw LauncherOsException(
@@ -22,12 +25,12 @@ std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
     }
     // The buffer grows, so an argument of any length (a long class path, say)
     // arrives whole.
-    std::vector<std::wstring> args;
+    std::vector<std::string> args;
     std::string current;
     int c;
     while ((c = std::getc(file)) != EOF) {
         if (c == '\0') {
-            args.push_back(toWide(current));
+            args.push_back(std::move(current));
             current.clear();
         } else {
             current.push_back(static_cast<char>(c));
@@ -35,9 +38,30 @@ std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
     }
     std::fclose(file);
     if (!current.empty()) {
-        args.push_back(toWide(current));
+        args.push_back(std::move(current));
     }
     return args;
+}
+
+}  // namespace
+
+std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
+    std::vector<std::wstring> args;
+    for (const std::string& arg : readCommandLine()) {
+        args.push_back(toWide(arg));
+    }
+    return args;
+}
+
+std::vector<size_t> LinuxProcessUtils::getCutCommandLineArgs() {
+    std::vector<size_t> cut;
+    const std::vector<std::string> args = readCommandLine();
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (!isWholeUtf8(args[i])) {
+            cut.push_back(i);
+        }
+    }
+    return cut;
 }
 
 std::vector<std::wstring> LinuxProcessUtils::convertArgs(int argc, char** argv) {

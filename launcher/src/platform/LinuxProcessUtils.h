@@ -6,6 +6,7 @@
 class LinuxProcessUtils : public IProcessUtils {
   public:
     std::vector<std::wstring> getCommandLineArgs() override;
+    std::vector<size_t> getCutCommandLineArgs() override;
     std::vector<std::wstring> convertArgs(int argc, char** argv) override;
     std::vector<std::wstring> convertArgs(int argc, wchar_t** argv) override;
     int getPid() override;

@@ -41,6 +41,13 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_FILE_TOO_BIG"] = "File '%ls' is too big";
     table["IDS_CANNOT_DELETE_FILE"] = "Cannot delete file '%ls'. Error: %ls";
     table["IDS_FILE_READ_ERROR"] = "Cannot read file '%ls'. Error: %ls";
+    table["IDS_NOT_A_REGULAR_FILE"] = "not a regular file";
+    table["IDS_CLI_PATH_NOT_UTF8"] = "Option %ls: the path is not valid UTF-8 text: '%ls'";
+    table["IDS_FILE_FORMAT_PATH_NOT_UTF8"] =
+        "Error reading file '%ls'. The value of '%ls' is not valid UTF-8 text.";
+    table["IDS_JVM_ENDED_DURING_CREATION"] =
+        "Cannot create JVM with library '%ls': the JVM ended the process while starting.";
+    table["IDS_CANNOT_START_THREAD"] = "Cannot start thread '%ls'. Error: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Cannot write file '%ls'. Error: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Cannot create file '%ls'. Error: %ls";
     table["IDS_UNTRUSTED_LINK"] =
@@ -84,10 +91,10 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_UNABLE_LOAD_LIBJVM"] = "Cannot load JVM library from '%ls'. Error: %ls";
     table["IDS_LIBJVM_NO_CREATE_FN"] = "JVM library '%ls' has no JNI_CreateJavaVM function";
     table["IDS_CANNOT_CREATE_JVM_INSTANCE"] =
-        "Cannot create JVM %ls instance with library '%ls'. Error %d: %ls";
+        "Cannot create JVM instance with library '%ls'. Error %d: %ls";
     table["IDS_CANNOT_CREATE_JVM_INSTANCE_VER"] =
-        "Cannot create JVM %d instance with library '%ls'. Java version is not sufficient for the "
-        "application.";
+        "Cannot use JVM library '%ls': it runs Java %d, and the application needs Java %d or "
+        "later.";
     table["IDS_WRONG_FILE_SIGNATURE"] = "Wrong %ls signature in '%ls'";
     table["IDS_DLL_UNKNOWN_BINTYPE"] = "Unknown binary type of library '%ls'";
     table["IDS_DLL_NOT_ELF"] = "A library format is not ELF: '%ls'";
@@ -175,7 +182,7 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_LAUNCHER_SIGNAL_PERM_ERROR"] =
         "Launcher is not permitted to stop process with PID=%d";
     table["IDS_CANNOT_FIND_INI_IN_SERVICE"] = "Cannot open service configuration file";
-    table["IDS_CANNOT_FIND_JVMLIB"] = "Cannot find JVM library";
+    table["IDS_CANNOT_FIND_JVMLIB"] = "Cannot find JVM library. Paths tried: %ls";
     table["IDS_JAVA_EXIT_ABNORMALLY"] = "JVM exited with nonzero exit code";
     table["IDS_JAVA_HALTED"] = "JVM halted";
     table["IDS_PIDFILE_OF_ANOTHER_IS_DIRECTORY"] = "PID-file of another instance is a directory";

@@ -45,6 +45,14 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_FILE_TOO_BIG"] = "Файл '%ls' слишком большой";
     table["IDS_CANNOT_DELETE_FILE"] = "Не удается удалить файл '%ls'. Ошибка: %ls";
     table["IDS_FILE_READ_ERROR"] = "Не удается прочитать файл '%ls'. Ошибка: %ls";
+    table["IDS_NOT_A_REGULAR_FILE"] = "не является обычным файлом";
+    table["IDS_CLI_PATH_NOT_UTF8"] =
+        "Параметр %ls: путь не является корректным текстом UTF-8: '%ls'";
+    table["IDS_FILE_FORMAT_PATH_NOT_UTF8"] =
+        "Ошибка чтения файла '%ls'. Значение '%ls' не является корректным текстом UTF-8.";
+    table["IDS_JVM_ENDED_DURING_CREATION"] =
+        "Не удается создать JVM с библиотекой '%ls': JVM завершила процесс во время запуска.";
+    table["IDS_CANNOT_START_THREAD"] = "Не удается запустить поток '%ls'. Ошибка: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Не удается записать файл '%ls'. Ошибка: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Не удается создать файл '%ls'. Ошибка: %ls";
     table["IDS_UNTRUSTED_LINK"] =
@@ -91,10 +99,10 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_UNABLE_LOAD_LIBJVM"] = "Не удается загрузить библиотеку JVM из '%ls'. Ошибка: %ls";
     table["IDS_LIBJVM_NO_CREATE_FN"] = "В библиотеке JVM '%ls' нет функции JNI_CreateJavaVM";
     table["IDS_CANNOT_CREATE_JVM_INSTANCE"] =
-        "Не удается создать экземпляр JVM %ls с библиотекой '%ls'. Ошибка %d: %ls";
+        "Не удается создать экземпляр JVM с библиотекой '%ls'. Ошибка %d: %ls";
     table["IDS_CANNOT_CREATE_JVM_INSTANCE_VER"] =
-        "Не удается создать экземпляр JVM %d с библиотекой '%ls'. Версия Java недостаточна для "
-        "работы приложения.";
+        "Не удается использовать библиотеку JVM '%ls': это Java %d, а приложению нужна Java %d "
+        "или новее.";
     table["IDS_WRONG_FILE_SIGNATURE"] = "Неверная сигнатура %ls в '%ls'";
     table["IDS_DLL_UNKNOWN_BINTYPE"] = "Неизвестный двоичный формат библиотеки '%ls'";
     table["IDS_DLL_NOT_ELF"] = "Библиотека не в формате ELF: '%ls'";
@@ -191,7 +199,7 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_LAUNCHER_SIGNAL_PERM_ERROR"] =
         "Launcher не имеет прав на остановку процесса с PID=%d";
     table["IDS_CANNOT_FIND_INI_IN_SERVICE"] = "Не удается открыть файл конфигурации службы";
-    table["IDS_CANNOT_FIND_JVMLIB"] = "Не удается найти библиотеку JVM";
+    table["IDS_CANNOT_FIND_JVMLIB"] = "Не удается найти библиотеку JVM. Проверенные пути: %ls";
     table["IDS_JAVA_EXIT_ABNORMALLY"] = "JVM завершилась с ненулевым кодом возврата";
     table["IDS_JAVA_HALTED"] = "Работа JVM прервана";
     table["IDS_PIDFILE_OF_ANOTHER_IS_DIRECTORY"] = "PID-файл другого экземпляра является каталогом";

@@ -91,6 +91,20 @@ std::wstring toWide(const std::string& utf8) {
     return toWide(utf8.c_str());
 }
 
+bool isWholeUtf8(const std::string& utf8) {
+    const auto* p = reinterpret_cast<const unsigned char*>(utf8.data());
+    const auto* end = p + utf8.size();
+    while (p < end) {
+        char32_t cp;
+        const size_t used = *p == 0 ? 0 : decodeOne(p, end, cp);
+        if (used == 0) {
+            return false;
+        }
+        p += used;
+    }
+    return true;
+}
+
 void appendUtf8(std::string& out, std::wstring_view text) {
     // Nearly every text is plain ASCII; its run is copied without encoding.
     size_t ascii = 0;

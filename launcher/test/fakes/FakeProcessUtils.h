@@ -12,6 +12,7 @@
 class FakeProcessUtils : public IProcessUtils {
   public:
     std::vector<std::wstring> getCommandLineArgs() override { notFaked(); }
+    std::vector<size_t> getCutCommandLineArgs() override { notFaked(); }
     std::vector<std::wstring> convertArgs(int, char**) override { notFaked(); }
     std::vector<std::wstring> convertArgs(int, wchar_t**) override { notFaked(); }
     int getPid() override { return pid; }

@@ -59,11 +59,10 @@ TEST(JavaVmManagerTest, JniFailuresBecomeExitCodesAndTexts) {
         L"cannot open shared object file: No such file or directory",
         failure({}, {}, L"/jvm/unloadable.so"));
 
-    const std::wstring prefix = L"4 Cannot create JVM 11 instance with library '/jvm/libjvm.so'. ";
+    const std::wstring prefix = L"4 Cannot create JVM instance with library '/jvm/libjvm.so'. ";
     const std::pair<jint, std::wstring> cases[] = {
         {JNI_EVERSION,
-         L"6 Cannot create JVM 11 instance with library '/jvm/libjvm.so'. Java "
-         L"version is not sufficient for the application."},
+         L"6 Cannot create JVM instance with library '/jvm/libjvm.so'. Error -3: version error"},
         {JNI_ERR, prefix + L"Error -1: unknown error"},
         {JNI_EEXIST, prefix + L"Error -5: VM already created"},
         {JNI_EINVAL, prefix + L"Error -6: invalid arguments"},

@@ -42,6 +42,15 @@ Launch launch(const Args& contractAndOptions) {
     return {text, readWholeFile(dir.path("launcher.log"))};
 }
 
+// The feature version of the test JDK, from JAVA_VERSION="17.0.15" in its release file.
+std::string testJdkFeature() {
+    const std::string release = readWholeFile(JVM_TEST_JAVA_HOME "/release");
+    const size_t at = release.find("JAVA_VERSION=\"");
+    return at == std::string::npos
+               ? std::string()
+               : release.substr(at + 14, release.find_first_of(".\"", at + 14) - at - 14);
+}
+
 TEST(JvmThroughLauncherTest, EachWayTheJvmOrTheContractFailsHasItsCodeAndText) {
     TempDir dir;
     dir.write("launcher.yml", "launcher-parameters:\n  minimal-java-version: 65535\n");
@@ -69,8 +78,10 @@ TEST(JvmThroughLauncherTest, EachWayTheJvmOrTheContractFailsHasItsCodeAndText) {
          "Caused by: java.lang.UnsupportedOperationException: root cause\n"
          "    contract.NestedFailure.start(NestedFailure.java)\n",
          {"NestedFailure"}},
-        {"6 stderr: Cannot create JVM 65535 instance with library '" JVM_TEST_JAVA_HOME
-         "/lib/server/libjvm.so'. Java version is not sufficient for the application.\n",
+        // The JVM's own version, not the minimal one, is named as the JVM's.
+        {"6 stderr: Cannot use JVM library '" JVM_TEST_JAVA_HOME "/lib/server/libjvm.so': it runs "
+         "Java " +
+             testJdkFeature() + ", and the application needs Java 65535 or later.\n",
          {"Neither", "--instance", dir.path()}},
         {"4 stderr: JVM library '" INVENTORY_LIBRARY "' has no JNI_CreateJavaVM function\n",
          {"Neither", "--jvmdll", INVENTORY_LIBRARY}},
@@ -79,7 +90,10 @@ TEST(JvmThroughLauncherTest, EachWayTheJvmOrTheContractFailsHasItsCodeAndText) {
         {"20 stderr: A library format is not ELF: '" + dir.path("jdk/") +
              "/jre/lib/amd64/server/libjvm.so'\n",
          {"Neither", "--javahome", dir.path("jdk/")}},
-        {"4 Cannot find JVM library\n", {"Neither", "--javahome", dir.path("jdk/lib")}},
+        {"4 Cannot find JVM library. Paths tried: '" + dir.path("jdk/lib") +
+             "/jre/lib/amd64/server/libjvm.so', '" + dir.path("jdk/lib") +
+             "/lib/amd64/server/libjvm.so', '" + dir.path("jdk/lib") + "/lib/server/libjvm.so'\n",
+         {"Neither", "--javahome", dir.path("jdk/lib")}},
     };
     for (auto [outcome, options] : rows) {
         // The JVM reports any misuse of JNI on the console, and spoils the outcome.

@@ -23,9 +23,8 @@ TEST(LocalizationSupportTest, Oddities) {
 
     ScopedCatalogue english;
     // An integer in a text slot is printed as a number.
-    EXPECT_EQ(
-        L"Cannot create JVM 17 instance with library '/j/libjvm.so'. Error -4: no memory",
-        formatMessage("IDS_CANNOT_CREATE_JVM_INSTANCE", 17, L"/j/libjvm.so", -4, L"no memory"));
+    EXPECT_EQ(L"Cannot read file '17'. Error: no memory",
+              formatMessage("IDS_FILE_READ_ERROR", 17, L"no memory"));
 
     // The first option naming a language anywhere in it counts, up to a blank;
     // lower-casing only knows single bytes, so U+0141 keeps its low byte.
