@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build googletest libgtest-dev libgmock-dev locales
-          openjdk-17-jdk-headless clang python3 valgrind binutils)
+          openjdk-17-jdk-headless clang python3 valgrind binutils
+          dpkg-dev file lintian mandoc groff-base man-db bsdextrautils procps systemd-container)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
