@@ -1,10 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <string>
 
 #include "platform/ILogger.h"
+
+class LinuxTrustedPath;
 
 // The launcher log file: rotated to the next free index at every start, one
 // line per entry written whole under one lock.
@@ -19,9 +22,19 @@ class LinuxFileLogger : public ILogger {
              const wchar_t* functionName, const std::wstring& message) override;
     void flush() override;
 
+    // The rotation index of a directory entry: 0 for the log itself, N for the base
+    // name, any one character and the decimal digits of N that fit a long; -1 for
+    // anything else, which is not a log of ours.
+    static long rotationIndex(const char* name, const std::string& base);
+
   private:
-    void rotate(const std::string& logPath, const std::wstring& widePath);
+    void open(const std::wstring& logPath);
+    void rotate(const LinuxTrustedPath& where, const std::wstring& widePath);
+    // Tells the console once that lines are being lost; later failures say nothing more.
+    void reportWriteFailure(int error);
 
     FILE* file_ = nullptr;
     int pid_;
+    std::wstring path_;
+    std::atomic<bool> failureReported_{false};
 };

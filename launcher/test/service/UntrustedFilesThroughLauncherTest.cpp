@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -93,6 +94,44 @@ TEST_F(UntrustedFilesThroughLauncherTest, APidFileLinkOfAnotherUserIsRefusedAndN
     }
     EXPECT_EQ("absent", snapshot(dir.path("root/created")));
     EXPECT_EQ(before, snapshot(dir.path("root/secret")));
+}
+
+// The log's link is neither written through nor rotated away: it stays where it is.
+TEST_F(UntrustedFilesThroughLauncherTest, ALogLinkOfAnotherUserIsNeitherWrittenNorRotated) {
+    const std::string before = snapshot(dir.path("root/secret"));
+    for (const std::string target : {"root/secret", "root/created"}) {
+        SCOPED_TRACE(target);
+        plant("launcher.log", dir.path(target));
+        const ProcessRunner::Result result =
+            launcherRunner(start({"--clog", att("launcher.log")}), LAUNCHER_BINARY, 20s).run();
+        EXPECT_EQ(10, result.exitCode) << result.summary();
+        EXPECT_EQ("'" + att("launcher.log") + "' is not used: the symbolic link '" +
+                      att("launcher.log") + "' belongs to another user\n",
+                  result.err);
+        EXPECT_EQ(dir.path(target), std::filesystem::read_symlink(att("launcher.log")));
+        EXPECT_FALSE(pathExists(att("launcher.log.1")));
+        ASSERT_EQ(0, unlink(att("launcher.log").c_str()));
+    }
+    EXPECT_EQ("absent", snapshot(dir.path("root/created")));
+    EXPECT_EQ(before, snapshot(dir.path("root/secret")));
+}
+
+// Whatever the umask, nobody else may rewrite the number root's stop mode will signal,
+// nor what the launcher logged.
+TEST_F(UntrustedFilesThroughLauncherTest, TheUmaskDoesNotOpenThePidFileOrTheLogToOthers) {
+    const mode_t previous = umask(0);
+    ProcessRunner::Running service =
+        launcherRunner(start({"--pidfile", att("u.pid"), "--clog", att("u.log")})).start();
+    umask(previous);
+    ASSERT_TRUE(eventually(
+        [&] { return !readWholeFile(att("u.pid")).empty() || service.hasEnded(); }, 60s));
+    for (const std::string name : {"u.pid", "u.log"}) {
+        struct stat info {};
+        ASSERT_EQ(0, stat(att(name).c_str(), &info));
+        EXPECT_EQ(0644, info.st_mode & 07777) << name;
+    }
+    service.signal(SIGUSR1);
+    EXPECT_EQ(0, service.wait().exitCode) << service.wait().summary();
 }
 
 // The number in a file that another user writes and locks names a process of root's:
