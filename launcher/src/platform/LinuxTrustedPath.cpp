@@ -61,9 +61,21 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
         }
         throw LauncherOsException(message);
     };
-    auto osError = [&] { return formatMessage(errorId, path, LinuxSystemUtils::errorText(errno)); };
+    // Without an errorId the path is left unresolved instead, with errno set.
+    auto osFailed = [&] {
+        const int error = errno;
+        if (errorId != nullptr) {
+            fail(formatMessage(errorId, path, LinuxSystemUtils::errorText(error)));
+        }
+        if (directory_ >= 0) {
+            close(directory_);
+            directory_ = -1;
+        }
+        errno = error;
+    };
     if (directory_ < 0) {
-        fail(osError());
+        osFailed();
+        return;
     }
     while (!parts.empty()) {
         const std::string part = parts.front();
@@ -81,7 +93,8 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
                 if (length > 0) {
                     errno = ELOOP;
                 }
-                fail(osError());
+                osFailed();
+                return;
             }
             splitInto(parts, std::string(target, static_cast<size_t>(length)));
             if (target[0] == '/') {
@@ -99,7 +112,8 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
         const int next =
             openat(directory_, part.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (next < 0) {
-            fail(osError());
+            osFailed();
+            return;
         }
         close(directory_);
         directory_ = next;

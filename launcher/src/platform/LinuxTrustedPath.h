@@ -11,7 +11,8 @@
 class LinuxTrustedPath {
   public:
     // Throws LauncherOsException: IDS_UNTRUSTED_LINK for a link of another user,
-    // errorId (path, OS error) when a directory on the way cannot be opened.
+    // errorId (path, OS error) when a directory on the way cannot be opened. With a
+    // null errorId that failure leaves directory() below 0 and errno set instead.
     LinuxTrustedPath(const std::wstring& path, const char* errorId);
     ~LinuxTrustedPath();
     LinuxTrustedPath(const LinuxTrustedPath&) = delete;

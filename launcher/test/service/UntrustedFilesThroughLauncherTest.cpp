@@ -114,6 +114,43 @@ TEST_F(UntrustedFilesThroughLauncherTest, ALogLinkOfAnotherUserIsNeitherWrittenN
     }
     EXPECT_EQ("absent", snapshot(dir.path("root/created")));
     EXPECT_EQ(before, snapshot(dir.path("root/secret")));
+
+    // Root's own link is followed, and the log is rotated where it really lies.
+    ASSERT_EQ(0, symlink(dir.path("root/real.log").c_str(), att("launcher.log").c_str()));
+    std::vector<std::string> failing = start({"--clog", att("launcher.log")});
+    failing[6] = "no.Such";
+    for (int run = 0; run < 2; ++run) {
+        const ProcessRunner::Result result = launcherRunner(failing).run();
+        EXPECT_EQ(7, result.exitCode) << result.summary();
+    }
+    EXPECT_NE("", readWholeFile(dir.path("root/real.log")));
+    EXPECT_NE("", readWholeFile(dir.path("root/real.log.1")));
+    EXPECT_EQ(dir.path("root/real.log"), std::filesystem::read_symlink(att("launcher.log")));
+}
+
+// Standard streams are appended neither through another user's link nor into a file
+// with other names, which a hard link planted beside them would make root's own file.
+TEST_F(UntrustedFilesThroughLauncherTest, RedirectionsRefuseLinksOfAnotherUserAndHardLinks) {
+    const std::string before = snapshot(dir.path("root/secret"));
+    plant("link", dir.path("root/secret"));
+    ASSERT_EQ(0, link(dir.path("root/secret").c_str(), att("hard").c_str()));
+    const std::string refusedLink = "'" + att("link") + "' is not used: the symbolic link '" +
+                                    att("link") + "' belongs to another user\n";
+    const std::string refusedHard =
+        "'" + att("hard") + "' is not written: the file has other names (hard links)\n";
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"--cout", att("link")}, refusedLink},
+        {{"--cerr", att("link")}, refusedLink},
+        {{"--cstd", att("link")}, refusedLink},
+        {{"--cout", att("hard")}, refusedHard},
+    };
+    for (const auto& [redirection, refusal] : cases) {
+        const ProcessRunner::Result result =
+            launcherRunner(start(redirection), LAUNCHER_BINARY, 20s).run();
+        EXPECT_EQ(1, result.exitCode) << result.summary();
+        EXPECT_EQ(refusal, result.out) << redirection[0];
+    }
+    EXPECT_EQ(before, snapshot(dir.path("root/secret")));
 }
 
 // Whatever the umask, nobody else may rewrite the number root's stop mode will signal,
