@@ -13,6 +13,7 @@
 
 #include "platform/LauncherOsException.h"
 #include "platform/LinuxSystemUtils.h"
+#include "platform/LinuxTrustedPath.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
 
@@ -80,7 +81,9 @@ void LinuxFileUtils::createDirectories(const std::wstring& path) {
     if (exists(path)) {
         return;
     }
-    if (mkdir(utf8.c_str(), 0777) != 0 && errno != EEXIST) {
+    // Made in the parent as checked, never under a link another user put on the way.
+    const LinuxTrustedPath where(path, "IDS_UNABLE_TO_RESOLVE_PATH");
+    if (mkdirat(where.directory(), where.name().c_str(), 0777) != 0 && errno != EEXIST) {
         throwOs("IDS_UNABLE_TO_RESOLVE_PATH", path, lastError());
     }
 }

@@ -115,6 +115,20 @@ TEST_F(UntrustedFilesThroughLauncherTest, ALogLinkOfAnotherUserIsNeitherWrittenN
     EXPECT_EQ("absent", snapshot(dir.path("root/created")));
     EXPECT_EQ(before, snapshot(dir.path("root/secret")));
 
+    // Nor is a missing log directory made under it (log-file, which no command-line
+    // check looks at first).
+    plant("sub", dir.path("root"));
+    dir.mkdir("instance");
+    dir.write("instance/launcher.yml",
+              "launcher-parameters:\n  log-file: " + att("sub/new/launcher.log") + "\n");
+    const ProcessRunner::Result underLink =
+        launcherRunner(start({"--instance", dir.path("instance")}), LAUNCHER_BINARY, 20s).run();
+    EXPECT_NE(0, underLink.exitCode);
+    EXPECT_NE(std::string::npos,
+              underLink.err.find("the symbolic link '" + att("sub") + "' belongs to another user"))
+        << underLink.summary();
+    EXPECT_FALSE(pathExists(dir.path("root/new")));
+
     // Root's own link is followed, and the log is rotated where it really lies.
     ASSERT_EQ(0, symlink(dir.path("root/real.log").c_str(), att("launcher.log").c_str()));
     std::vector<std::string> failing = start({"--clog", att("launcher.log")});
