@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -87,6 +89,15 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
                 const std::string link = directoryPath(directory_) + "/" + part;
                 fail(formatMessage("IDS_UNTRUSTED_LINK", path, toWide(link)));
             }
+            // The kernel's own links, such as /proc/self/fd/1 behind /dev/stdout, may name
+            // a pipe or a socket rather than a path: only opening them reaches it.
+            struct statfs filesystem {};
+            if (parts.empty() && fstatfs(directory_, &filesystem) == 0 &&
+                filesystem.f_type == PROC_SUPER_MAGIC) {
+                name_ = part;
+                followName_ = true;
+                break;
+            }
             char target[PATH_MAX] = {};
             const ssize_t length = readlinkat(directory_, part.c_str(), target, sizeof(target) - 1);
             if (length <= 0 || ++links > kMaxLinks) {
@@ -138,7 +149,8 @@ std::string LinuxTrustedPath::absolute() const {
 }
 
 int LinuxTrustedPath::open(int flags, mode_t mode) const {
-    return openat(directory_, name_.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode);
+    return openat(directory_, name_.c_str(), flags | (followName_ ? 0 : O_NOFOLLOW) | O_CLOEXEC,
+                  mode);
 }
 
 bool LinuxTrustedPath::statName(struct stat& info) const {

@@ -19,7 +19,8 @@ class LinuxTrustedPath {
     LinuxTrustedPath& operator=(const LinuxTrustedPath&) = delete;
 
     int directory() const { return directory_; }
-    // Never a link of root or this user: those have been followed. It may be absent.
+    // Never a link of root or this user: those have been followed, except a link of the
+    // kernel's own under /proc, which open() follows. It may be absent.
     const std::string& name() const { return name_; }
     // The directory's absolute path, a "/", and the name.
     std::string absolute() const;
@@ -35,4 +36,5 @@ class LinuxTrustedPath {
   private:
     int directory_ = -1;
     std::string name_;
+    bool followName_ = false;
 };
