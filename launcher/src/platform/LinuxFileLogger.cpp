@@ -58,17 +58,10 @@ void appendText(std::string& out, const wchar_t* text) {
     }
 }
 
-}  // namespace
-
-LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath, int pid) : pid_(pid), path_(logPath) {
-    try {
-        open(logPath);
-    } catch (const LauncherOsException& e) {
-        failLog(e.getMessage());
-    }
-}
-
-long LinuxFileLogger::rotationIndex(const char* name, const std::string& base) {
+// The rotation index of a directory entry: 0 for the log itself, N for the base name,
+// any one character and the decimal digits of N that fit a long; -1 for anything else,
+// which is not a log of ours and is left alone.
+long rotationIndex(const char* name, const std::string& base) {
     if (base == name) {
         return 0;
     }
@@ -86,6 +79,16 @@ long LinuxFileLogger::rotationIndex(const char* name, const std::string& base) {
     errno = 0;
     const long index = std::strtol(rest, nullptr, 10);
     return errno == ERANGE ? -1 : index;
+}
+
+}  // namespace
+
+LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath, int pid) : pid_(pid), path_(logPath) {
+    try {
+        open(logPath);
+    } catch (const LauncherOsException& e) {
+        failLog(e.getMessage());
+    }
 }
 
 void LinuxFileLogger::open(const std::wstring& logPath) {

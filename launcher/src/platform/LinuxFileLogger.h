@@ -22,11 +22,6 @@ class LinuxFileLogger : public ILogger {
              const wchar_t* functionName, const std::wstring& message) override;
     void flush() override;
 
-    // The rotation index of a directory entry: 0 for the log itself, N for the base
-    // name, any one character and the decimal digits of N that fit a long; -1 for
-    // anything else, which is not a log of ours.
-    static long rotationIndex(const char* name, const std::string& base);
-
   private:
     void open(const std::wstring& logPath);
     void rotate(const LinuxTrustedPath& where, const std::wstring& widePath);
