@@ -191,8 +191,12 @@ TEST_F(UntrustedFilesThroughLauncherTest, AProcessThatDoesNotHoldThePidFileIsNev
     ProcessRunner::Running sleeper = ProcessRunner("/bin/sleep").args({"60"}).start();
     const std::string pid = std::to_string(sleeper.pid());
     give("p.pid", pid);
+    // One process that keeps the lock, so that nothing outlives the test.
     ProcessRunner::Running holder =
-        asNobody({"/usr/bin/flock", att("p.pid"), "/bin/sleep", "60"}).timeout(60s).start();
+        asNobody({"/bin/sh", "-c", "exec 9<\"$0\" && /usr/bin/flock 9 && exec /bin/sleep 60",
+                  att("p.pid")})
+            .timeout(60s)
+            .start();
     struct stat info {};
     ASSERT_EQ(0, stat(att("p.pid").c_str(), &info));
     ASSERT_TRUE(eventually(
