@@ -314,14 +314,9 @@ std::wstring LauncherCliArgs::checkDestination(const wchar_t* optionName,
                                                const std::wstring& path) {
     IFileUtils& files = os_.getFileUtils();
     try {
-        const bool existed = files.exists(path);
-        std::wstring absolute = files.prepareFileForAppend(path);
-        if (!existed) {
-            // A check must leave nothing behind: an empty log file left here
-            // would be rotated away as an old log by the start that follows.
-            files.deleteFile(absolute);
-        }
-        return absolute;
+        // Nothing is created here, so nothing has to be deleted again: an empty log
+        // file left behind would be rotated away as an old log by the start that follows.
+        return files.prepareFileForAppend(path);
     } catch (const LauncherException&) {
         // errno still belongs to the call that failed.
         const std::wstring osError = os_.getSystemUtils().getLastErrorText();

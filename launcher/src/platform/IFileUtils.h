@@ -15,7 +15,8 @@ class IFileUtils {
     // under "." or "/", which callers rely on existing already.
     virtual void createDirectories(const std::wstring& path) = 0;
     virtual void createParentDirectories(const std::wstring& filePath) = 0;
-    // Creates the file when absent, without truncating it; returns its absolute path.
+    // Whether the file could be opened for appending (it, or else its directory, is
+    // writable); creates nothing. Returns its absolute path.
     virtual std::wstring prepareFileForAppend(const std::wstring& path) = 0;
     virtual std::wstring toAbsolutePath(const std::wstring& path) = 0;
     // 0 for a 32-bit ELF file, 1 for a 64-bit one.

@@ -166,7 +166,15 @@ void LinuxFileLock::release(int handle) {
 IFileLock::Inspection LinuxFileLock::inspect(const std::wstring& path) {
     Inspection found;
     for (int replaced = 0; replaced < kReplacedRetries; ++replaced) {
-        const LinuxTrustedPath where(path, "IDS_FILE_READ_ERROR");
+        const LinuxTrustedPath where(path, nullptr);
+        if (where.directory() < 0) {
+            // No directory, no file in it.
+            if (errno == ENOENT) {
+                return found;
+            }
+            throw LauncherOsException(
+                formatMessage("IDS_FILE_READ_ERROR", path, systemUtils_.getLastErrorText()));
+        }
         // Non-blocking: a FIFO put at the path must not hold the launcher up.
         const int fd = where.open(O_RDONLY | O_NONBLOCK);
         if (fd < 0) {

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <string>
 
 #include "platform/ILogger.h"
+
+class LinuxTrustedPath;
 
 // The launcher log file: rotated to the next free index at every start, one
 // line per entry written whole under one lock.
@@ -20,8 +23,13 @@ class LinuxFileLogger : public ILogger {
     void flush() override;
 
   private:
-    void rotate(const std::string& logPath, const std::wstring& widePath);
+    void open(const std::wstring& logPath);
+    void rotate(const LinuxTrustedPath& where, const std::wstring& widePath);
+    // Tells the console once that lines are being lost; later failures say nothing more.
+    void reportWriteFailure(int error);
 
     FILE* file_ = nullptr;
     int pid_;
+    std::wstring path_;
+    std::atomic<bool> failureReported_{false};
 };

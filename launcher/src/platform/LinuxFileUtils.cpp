@@ -14,6 +14,7 @@
 
 #include "platform/LauncherOsException.h"
 #include "platform/LinuxSystemUtils.h"
+#include "platform/LinuxTrustedPath.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
 
@@ -125,7 +126,9 @@ void LinuxFileUtils::createDirectories(const std::wstring& path) {
     if (exists(path)) {
         return;
     }
-    if (mkdir(utf8.c_str(), 0777) != 0 && errno != EEXIST) {
+    // Made in the parent as checked, never under a link another user put on the way.
+    const LinuxTrustedPath where(path, "IDS_UNABLE_TO_RESOLVE_PATH");
+    if (mkdirat(where.directory(), where.name().c_str(), 0777) != 0 && errno != EEXIST) {
         throwOs("IDS_UNABLE_TO_RESOLVE_PATH", path, lastError());
     }
 }
@@ -138,12 +141,36 @@ void LinuxFileUtils::createParentDirectories(const std::wstring& filePath) {
 }
 
 std::wstring LinuxFileUtils::prepareFileForAppend(const std::wstring& path) {
-    FILE* file = std::fopen(toUtf8(path).c_str(), "a");
-    if (file == nullptr) {
+    // Only looks, and creates nothing: a file created and deleted again to see whether
+    // it could be would let a name swapped in between decide what is deleted. Opening
+    // for real is left to the writer, which never follows another user's link.
+    const std::string utf8 = toUtf8(path);
+    struct stat info {};
+    if (stat(utf8.c_str(), &info) == 0) {
+        if (S_ISDIR(info.st_mode)) {
+            errno = EISDIR;
+            throwOs("IDS_FILE_READ_ERROR", path, lastError());
+        }
+        if (access(utf8.c_str(), W_OK) != 0) {
+            throwOs("IDS_FILE_READ_ERROR", path, lastError());
+        }
+        return toAbsolutePath(path);
+    }
+    if (errno != ENOENT) {
         throwOs("IDS_FILE_READ_ERROR", path, lastError());
     }
-    std::fclose(file);
-    return toAbsolutePath(path);
+    // Absent: its directory has to take a new file.
+    const size_t slash = utf8.rfind('/');
+    const std::string directory =
+        slash == std::string::npos ? "." : (slash == 0 ? "/" : utf8.substr(0, slash));
+    if (access(directory.c_str(), W_OK | X_OK) != 0) {
+        throwOs("IDS_FILE_READ_ERROR", path, lastError());
+    }
+    std::wstring absolute = toAbsolutePath(toWide(directory));
+    if (absolute.empty() || absolute.back() != L'/') {
+        absolute += L'/';
+    }
+    return absolute + toWide(slash == std::string::npos ? utf8 : utf8.substr(slash + 1));
 }
 
 std::wstring LinuxFileUtils::toAbsolutePath(const std::wstring& path) {

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -61,9 +63,21 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
         }
         throw LauncherOsException(message);
     };
-    auto osError = [&] { return formatMessage(errorId, path, LinuxSystemUtils::errorText(errno)); };
+    // Without an errorId the path is left unresolved instead, with errno set.
+    auto osFailed = [&] {
+        const int error = errno;
+        if (errorId != nullptr) {
+            fail(formatMessage(errorId, path, LinuxSystemUtils::errorText(error)));
+        }
+        if (directory_ >= 0) {
+            close(directory_);
+            directory_ = -1;
+        }
+        errno = error;
+    };
     if (directory_ < 0) {
-        fail(osError());
+        osFailed();
+        return;
     }
     while (!parts.empty()) {
         const std::string part = parts.front();
@@ -75,13 +89,23 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
                 const std::string link = directoryPath(directory_) + "/" + part;
                 fail(formatMessage("IDS_UNTRUSTED_LINK", path, toWide(link)));
             }
+            // The kernel's own links, such as /proc/self/fd/1 behind /dev/stdout, may name
+            // a pipe or a socket rather than a path: only opening them reaches it.
+            struct statfs filesystem {};
+            if (parts.empty() && fstatfs(directory_, &filesystem) == 0 &&
+                filesystem.f_type == PROC_SUPER_MAGIC) {
+                name_ = part;
+                followName_ = true;
+                break;
+            }
             char target[PATH_MAX] = {};
             const ssize_t length = readlinkat(directory_, part.c_str(), target, sizeof(target) - 1);
             if (length <= 0 || ++links > kMaxLinks) {
                 if (length > 0) {
                     errno = ELOOP;
                 }
-                fail(osError());
+                osFailed();
+                return;
             }
             splitInto(parts, std::string(target, static_cast<size_t>(length)));
             if (target[0] == '/') {
@@ -99,7 +123,8 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
         const int next =
             openat(directory_, part.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (next < 0) {
-            fail(osError());
+            osFailed();
+            return;
         }
         close(directory_);
         directory_ = next;
@@ -124,7 +149,8 @@ std::string LinuxTrustedPath::absolute() const {
 }
 
 int LinuxTrustedPath::open(int flags, mode_t mode) const {
-    return openat(directory_, name_.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode);
+    return openat(directory_, name_.c_str(), flags | (followName_ ? 0 : O_NOFOLLOW) | O_CLOEXEC,
+                  mode);
 }
 
 bool LinuxTrustedPath::statName(struct stat& info) const {

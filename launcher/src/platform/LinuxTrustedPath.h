@@ -11,14 +11,16 @@
 class LinuxTrustedPath {
   public:
     // Throws LauncherOsException: IDS_UNTRUSTED_LINK for a link of another user,
-    // errorId (path, OS error) when a directory on the way cannot be opened.
+    // errorId (path, OS error) when a directory on the way cannot be opened. With a
+    // null errorId that failure leaves directory() below 0 and errno set instead.
     LinuxTrustedPath(const std::wstring& path, const char* errorId);
     ~LinuxTrustedPath();
     LinuxTrustedPath(const LinuxTrustedPath&) = delete;
     LinuxTrustedPath& operator=(const LinuxTrustedPath&) = delete;
 
     int directory() const { return directory_; }
-    // Never a link of root or this user: those have been followed. It may be absent.
+    // Never a link of root or this user: those have been followed, except a link of the
+    // kernel's own under /proc, which open() follows. It may be absent.
     const std::string& name() const { return name_; }
     // The directory's absolute path, a "/", and the name.
     std::string absolute() const;
@@ -34,4 +36,5 @@ class LinuxTrustedPath {
   private:
     int directory_ = -1;
     std::string name_;
+    bool followName_ = false;
 };

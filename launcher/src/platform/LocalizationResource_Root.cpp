@@ -56,6 +56,10 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
         "'%ls' is not written: it is not a regular file of this user";
     table["IDS_FILE_HAS_OTHER_NAMES"] =
         "'%ls' is not written: the file has other names (hard links)";
+    table["IDS_LOG_INDEX_TOO_BIG"] =
+        "Cannot rotate launcher log '%ls': no index is left after '%ls'";
+    table["IDS_LOG_WRITE_ERROR"] =
+        "Cannot write launcher log '%ls', its lines are being lost. Error: %ls";
     table["IDS_FILE_FORMAT_UNKNOWN_FIELD"] = "Error reading file '%ls'. Unknown field '%ls'.";
     table["IDS_FILE_FORMAT_UNKNOWN_JAVA_VERSION"] =
         "Error reading file '%ls'. Unknown Java version '%ls'.";

@@ -61,6 +61,10 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
         "'%ls' не записывается: это не обычный файл этого пользователя";
     table["IDS_FILE_HAS_OTHER_NAMES"] =
         "'%ls' не записывается: у файла есть другие имена (жесткие ссылки)";
+    table["IDS_LOG_INDEX_TOO_BIG"] =
+        "Не удается выполнить ротацию журнала launcher '%ls': после '%ls' не осталось номеров";
+    table["IDS_LOG_WRITE_ERROR"] =
+        "Не удается записать журнал launcher '%ls', его строки теряются. Ошибка: %ls";
     table["IDS_FILE_FORMAT_UNKNOWN_FIELD"] = "Ошибка чтения файла '%ls'. Неизвестное поле '%ls'.";
     table["IDS_FILE_FORMAT_UNKNOWN_JAVA_VERSION"] =
         "Ошибка чтения файла '%ls'. Неизвестная версия Java '%ls'.";

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherOsException.h"
@@ -39,6 +40,29 @@ bool hasEnded(const std::string& status) {
     }
     const size_t letter = status.find_first_not_of(" \t", state + 7);
     return letter != std::string::npos && (status[letter] == 'Z' || status[letter] == 'X');
+}
+
+// The kernel's own threads take no signal from anyone: one named as the target would
+// seem to be signalled and then never end.
+bool isKernelThread(int32_t pid) {
+    constexpr unsigned long kKernelThreadFlag = 0x00200000;  // PF_KTHREAD
+    std::string stat;
+    if (!readProcEntry(procPath(pid, L"stat"), stat)) {
+        return false;
+    }
+    // "pid (name) state ppid pgrp session tty tpgid flags ...": the name may hold
+    // anything, so the fields are counted from its closing parenthesis.
+    const size_t nameEnd = stat.rfind(')');
+    if (nameEnd == std::string::npos) {
+        return false;
+    }
+    std::istringstream fields(stat.substr(nameEnd + 1));
+    std::string skipped;
+    for (int field = 0; field < 6; ++field) {
+        fields >> skipped;
+    }
+    unsigned long flags = 0;
+    return static_cast<bool>(fields >> flags) && (flags & kKernelThreadFlag) != 0;
 }
 }  // namespace
 
@@ -86,6 +110,10 @@ std::vector<std::wstring> LinuxStopRequestClient::getCommandLine() {
 int LinuxStopRequestClient::askToStop(bool fast) {
     // 0 and below would address process groups or every process we may signal.
     if (pid_ < 1) {
+        return kNotFound;
+    }
+    if (isKernelThread(pid_)) {
+        LOG_INFO(kClass, L"Process is a kernel thread, it is not signalled", L"pid", pid_);
         return kNotFound;
     }
     const int signalNumber = fast ? SIGUSR2 : SIGUSR1;

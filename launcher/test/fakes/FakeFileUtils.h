@@ -41,9 +41,11 @@ class FakeFileUtils : public IFileUtils {
     void createParentDirectories(const std::wstring& filePath) override {
         addDirectory(parentOf(normalize(filePath)));
     }
+    // Creates nothing, as the real one.
     std::wstring prepareFileForAppend(const std::wstring& path) override {
         const std::wstring full = checked("IDS_FILE_READ_ERROR", path);
-        files_.emplace(full, std::string());
+        fail("IDS_FILE_READ_ERROR", path, L"(2) No such file or directory",
+             directories_.count(parentOf(full)) == 0);
         return full;
     }
     std::wstring toAbsolutePath(const std::wstring& path) override { return normalize(path); }

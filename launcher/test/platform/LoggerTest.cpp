@@ -126,7 +126,13 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
         {{"launcher.log.4"}, ""},
         {{"launcher.log", "launcher.logx7", "launcher.log.5", "launcher.log.abc", "launcher.log.9z",
           "old-launcher.log.50", "launcher.lo", "launcher.log..8"},
-         "launcher.log.8"}};
+         "launcher.log.8"},
+        // Neighbours that are no logs of ours, however close their names, are left
+        // alone and do not stand for the log itself.
+        {{"launcher.log~", "launcher.logs", "launcher.log.", "launcher.log.+3", "launcher.log. 4",
+          "launcher.log.99999999999999999999"},
+         ""},
+        {{"launcher.log", "launcher.log.9223372036854775806"}, "launcher.log.9223372036854775807"}};
     for (const auto& [present, rotatedTo] : cases) {
         SCOPED_TRACE(rotatedTo);
         TempDir dir;
@@ -136,11 +142,30 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
         { LinuxFileLogger logger(dir.wpath("launcher.log"), 77); }
         Names expected = present;
         expected.insert("launcher.log");
+        EXPECT_EQ("", readWholeFile(dir.path("launcher.log")));
         if (!rotatedTo.empty()) {
             expected.insert(rotatedTo);
             EXPECT_EQ("was launcher.log", readWholeFile(dir.path(rotatedTo)));
         }
         EXPECT_EQ(expected, namesIn(dir.path()));
+    }
+
+    // No index is left after the largest a long holds: the rotation fails, never to a
+    // negative name.
+    {
+        TempDir dir;
+        dir.write("launcher.log", "old");
+        dir.write("launcher.log.9223372036854775807", "");
+        try {
+            LinuxFileLogger logger(dir.wpath("launcher.log"), 1);
+            ADD_FAILURE() << "rotated past the largest index";
+        } catch (const LauncherException& e) {
+            EXPECT_EQ(10, e.getCode());
+            EXPECT_EQ(L"Cannot rotate launcher log '" + dir.wpath("launcher.log") +
+                          L"': no index is left after 'launcher.log.9223372036854775807'",
+                      e.getMessage());
+        }
+        EXPECT_EQ("old", readWholeFile(dir.path("launcher.log")));
     }
 
     // A backslash splits the path like a slash: the index comes from directory "d",

@@ -26,6 +26,18 @@ class LinuxStopRequestClientTest : public ::testing::Test {
     IFileLock& lock = getFileLock();
 };
 
+// A kernel thread would take the signal without a word and never end: it is no
+// launcher, so it is not found, and nothing is sent to it.
+TEST_F(LinuxStopRequestClientTest, AKernelThreadIsNotFoundAndNotSignalled) {
+    // kthreadd, where this process sees the kernel's threads at all.
+    const std::string stat = readWholeFile("/proc/2/stat");
+    if (stat.find("(kthreadd)") == std::string::npos) {
+        GTEST_SKIP() << "no kernel thread visible in this PID namespace";
+    }
+    LinuxStopRequestClient client(os, lock, 2);
+    EXPECT_EQ(StopRequestClient::kNotFound, client.stop(300UL, false));
+}
+
 // Stop mode given only a PID looks for the PID file in the target's command line: after
 // the option with four dashes, which launchers found this way rely on, not after two.
 TEST_F(LinuxStopRequestClientTest, PidFilePathIsReadFromTheTargetsCommandLine) {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -95,14 +96,107 @@ TEST_F(UntrustedFilesThroughLauncherTest, APidFileLinkOfAnotherUserIsRefusedAndN
     EXPECT_EQ(before, snapshot(dir.path("root/secret")));
 }
 
+// The log's link is neither written through nor rotated away: it stays where it is.
+TEST_F(UntrustedFilesThroughLauncherTest, ALogLinkOfAnotherUserIsNeitherWrittenNorRotated) {
+    const std::string before = snapshot(dir.path("root/secret"));
+    for (const std::string target : {"root/secret", "root/created"}) {
+        SCOPED_TRACE(target);
+        plant("launcher.log", dir.path(target));
+        const ProcessRunner::Result result =
+            launcherRunner(start({"--clog", att("launcher.log")}), LAUNCHER_BINARY, 20s).run();
+        EXPECT_EQ(10, result.exitCode) << result.summary();
+        EXPECT_EQ("'" + att("launcher.log") + "' is not used: the symbolic link '" +
+                      att("launcher.log") + "' belongs to another user\n",
+                  result.err);
+        EXPECT_EQ(dir.path(target), std::filesystem::read_symlink(att("launcher.log")));
+        EXPECT_FALSE(pathExists(att("launcher.log.1")));
+        ASSERT_EQ(0, unlink(att("launcher.log").c_str()));
+    }
+    EXPECT_EQ("absent", snapshot(dir.path("root/created")));
+    EXPECT_EQ(before, snapshot(dir.path("root/secret")));
+
+    // Nor is a missing log directory made under it (log-file, which no command-line
+    // check looks at first).
+    plant("sub", dir.path("root"));
+    dir.mkdir("instance");
+    dir.write("instance/launcher.yml",
+              "launcher-parameters:\n  log-file: " + att("sub/new/launcher.log") + "\n");
+    const ProcessRunner::Result underLink =
+        launcherRunner(start({"--instance", dir.path("instance")}), LAUNCHER_BINARY, 20s).run();
+    EXPECT_NE(0, underLink.exitCode);
+    EXPECT_NE(std::string::npos,
+              underLink.err.find("the symbolic link '" + att("sub") + "' belongs to another user"))
+        << underLink.summary();
+    EXPECT_FALSE(pathExists(dir.path("root/new")));
+
+    // Root's own link is followed, and the log is rotated where it really lies.
+    ASSERT_EQ(0, symlink(dir.path("root/real.log").c_str(), att("launcher.log").c_str()));
+    std::vector<std::string> failing = start({"--clog", att("launcher.log")});
+    failing[6] = "no.Such";
+    for (int run = 0; run < 2; ++run) {
+        const ProcessRunner::Result result = launcherRunner(failing).run();
+        EXPECT_EQ(7, result.exitCode) << result.summary();
+    }
+    EXPECT_NE("", readWholeFile(dir.path("root/real.log")));
+    EXPECT_NE("", readWholeFile(dir.path("root/real.log.1")));
+    EXPECT_EQ(dir.path("root/real.log"), std::filesystem::read_symlink(att("launcher.log")));
+}
+
+// Standard streams are appended neither through another user's link nor into a file
+// with other names, which a hard link planted beside them would make root's own file.
+TEST_F(UntrustedFilesThroughLauncherTest, RedirectionsRefuseLinksOfAnotherUserAndHardLinks) {
+    const std::string before = snapshot(dir.path("root/secret"));
+    plant("link", dir.path("root/secret"));
+    ASSERT_EQ(0, link(dir.path("root/secret").c_str(), att("hard").c_str()));
+    const std::string refusedLink = "'" + att("link") + "' is not used: the symbolic link '" +
+                                    att("link") + "' belongs to another user\n";
+    const std::string refusedHard =
+        "'" + att("hard") + "' is not written: the file has other names (hard links)\n";
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"--cout", att("link")}, refusedLink},
+        {{"--cerr", att("link")}, refusedLink},
+        {{"--cstd", att("link")}, refusedLink},
+        {{"--cout", att("hard")}, refusedHard},
+    };
+    for (const auto& [redirection, refusal] : cases) {
+        const ProcessRunner::Result result =
+            launcherRunner(start(redirection), LAUNCHER_BINARY, 20s).run();
+        EXPECT_EQ(1, result.exitCode) << result.summary();
+        EXPECT_EQ(refusal, result.out) << redirection[0];
+    }
+    EXPECT_EQ(before, snapshot(dir.path("root/secret")));
+}
+
+// Whatever the umask, nobody else may rewrite the number root's stop mode will signal,
+// nor what the launcher logged.
+TEST_F(UntrustedFilesThroughLauncherTest, TheUmaskDoesNotOpenThePidFileOrTheLogToOthers) {
+    const mode_t previous = umask(0);
+    ProcessRunner::Running service =
+        launcherRunner(start({"--pidfile", att("u.pid"), "--clog", att("u.log")})).start();
+    umask(previous);
+    ASSERT_TRUE(eventually(
+        [&] { return !readWholeFile(att("u.pid")).empty() || service.hasEnded(); }, 60s));
+    for (const std::string name : {"u.pid", "u.log"}) {
+        struct stat info {};
+        ASSERT_EQ(0, stat(att(name).c_str(), &info));
+        EXPECT_EQ(0644, info.st_mode & 07777) << name;
+    }
+    service.signal(SIGUSR1);
+    EXPECT_EQ(0, service.wait().exitCode) << service.wait().summary();
+}
+
 // The number in a file that another user writes and locks names a process of root's:
 // the lock proves only that someone holds it, and that someone is not the process.
 TEST_F(UntrustedFilesThroughLauncherTest, AProcessThatDoesNotHoldThePidFileIsNeverSignalled) {
     ProcessRunner::Running sleeper = ProcessRunner("/bin/sleep").args({"60"}).start();
     const std::string pid = std::to_string(sleeper.pid());
     give("p.pid", pid);
+    // One process that keeps the lock, so that nothing outlives the test.
     ProcessRunner::Running holder =
-        asNobody({"/usr/bin/flock", att("p.pid"), "/bin/sleep", "60"}).timeout(60s).start();
+        asNobody({"/bin/sh", "-c", "exec 9<\"$0\" && /usr/bin/flock 9 && exec /bin/sleep 60",
+                  att("p.pid")})
+            .timeout(60s)
+            .start();
     struct stat info {};
     ASSERT_EQ(0, stat(att("p.pid").c_str(), &info));
     ASSERT_TRUE(eventually(
