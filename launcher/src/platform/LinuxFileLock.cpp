@@ -52,6 +52,20 @@ bool writeAll(int fd, const std::string& content) {
     return true;
 }
 
+// A PID file is a regular file; anything else in its place (a FIFO, a device) is
+// neither locked, nor written, nor deleted. The opens do not wait, since a FIFO
+// nobody writes to would block them for ever.
+void refuseIfNotRegular(int fd, const char* messageId, const std::wstring& path) {
+    struct stat info {};
+    // A directory fails on its own, with the error that says so.
+    if (fstat(fd, &info) != 0 || S_ISREG(info.st_mode) || S_ISDIR(info.st_mode)) {
+        return;
+    }
+    close(fd);
+    throw LauncherOsException(
+        formatMessage(messageId, path, LocalizationSupport::getText("IDS_NOT_A_REGULAR_FILE")));
+}
+
 // Closes the descriptor without losing the error of the call that failed before.
 void closeKeepingError(int fd) {
     const int error = errno;
@@ -67,11 +81,12 @@ int LinuxFileLock::acquire(const std::wstring& path, const std::string& content)
     const std::string file = toUtf8(path);
     int busy = 0;
     for (int replaced = 0; replaced < kReplacedRetries;) {
-        const int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        const int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
         if (fd < 0) {
             throw LauncherOsException(
                 formatMessage("IDS_FILE_WRITE_ERROR", path, systemUtils_.getLastErrorText()));
         }
+        refuseIfNotRegular(fd, "IDS_FILE_WRITE_ERROR", path);
         if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
             closeKeepingError(fd);
             if (errno != EWOULDBLOCK) {
@@ -111,7 +126,7 @@ void LinuxFileLock::release(int handle) {
 
 bool LinuxFileLock::isLocked(const std::wstring& path) {
     const std::string file = toUtf8(path);
-    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         if (errno == ENOENT) {
             return false;
@@ -119,6 +134,7 @@ bool LinuxFileLock::isLocked(const std::wstring& path) {
         throw LauncherOsException(
             formatMessage("IDS_FILE_READ_ERROR", path, systemUtils_.getLastErrorText()));
     }
+    refuseIfNotRegular(fd, "IDS_FILE_READ_ERROR", path);
     // A shared lock is enough to see an exclusive one, and it is dropped with the
     // descriptor at once.
     if (flock(fd, LOCK_SH | LOCK_NB) != 0) {
@@ -136,7 +152,7 @@ bool LinuxFileLock::isLocked(const std::wstring& path) {
 IFileLock::DeleteResult LinuxFileLock::deleteUnlessLocked(const std::wstring& path) {
     const std::string file = toUtf8(path);
     for (int replaced = 0; replaced < kReplacedRetries; ++replaced) {
-        const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
         if (fd < 0) {
             if (errno == ENOENT) {
                 return DeleteResult::Absent;
@@ -144,6 +160,7 @@ IFileLock::DeleteResult LinuxFileLock::deleteUnlessLocked(const std::wstring& pa
             throw LauncherOsException(
                 formatMessage("IDS_CANNOT_DELETE_FILE", path, systemUtils_.getLastErrorText()));
         }
+        refuseIfNotRegular(fd, "IDS_CANNOT_DELETE_FILE", path);
         if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
             closeKeepingError(fd);
             if (errno == EWOULDBLOCK) {
