@@ -109,14 +109,13 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_CLASS_AND_MODULE_PATHS_ARE_EMPTY"] =
         "Neither --jclasspath nor --jmodulepath is set.";
     table["IDS_YAML_MULTIPLE_DOCS"] =
-        "Error parsing launcher.yml: multiple documents are not supported. Error at file offset "
+        "Error parsing '%ls': multiple documents are not supported. Error at file offset "
         "%d.";
     table["IDS_YAML_WRONG_STRUCTURE"] =
-        "Error parsing launcher.yml: wrong structure. Error at file offset %d.";
-    table["IDS_YAML_KEY_EXPECTED"] =
-        "Error parsing launcher.yml: key expected. Error at file offset %d.";
+        "Error parsing '%ls': wrong structure. Error at file offset %d.";
+    table["IDS_YAML_KEY_EXPECTED"] = "Error parsing '%ls': key expected. Error at file offset %d.";
     table["IDS_YAML_WRONG_INDENT"] =
-        "Error parsing launcher.yml: wrong indent level. Error at file offset %d.";
+        "Error parsing '%ls': wrong indent level. Error at file offset %d.";
     table["IDS_INVENTORY_LIB_ABSENT"] =
         "Cannot load Orvik inventory library looking at path %ls. Error: %ls";
     table["IDS_INVENTORY_LIB_WRONG"] =
