@@ -106,7 +106,7 @@ LauncherConfig LauncherConfig::readFile(IOsUtilsFactory& os, const std::wstring&
     std::unique_ptr<FileContent> content = os.getFileUtils().readFile(filePath);
     std::string buffer(content->data(), content->size());
     buffer.append(4, '\0');
-    std::unique_ptr<YamlNode> root = YamlParser::parse(buffer);
+    std::unique_ptr<YamlNode> root = YamlParser::parse(buffer, filePath);
 
     LauncherConfig config;
     config.fileName_ = filePath;

@@ -13,7 +13,7 @@ bool isLineBreak(char c) {
 }
 }  // namespace
 
-std::unique_ptr<YamlNode> YamlParser::parse(std::string_view buffer) {
+std::unique_ptr<YamlNode> YamlParser::parse(std::string_view buffer, const std::wstring& fileName) {
     if (buffer.size() < kTerminatorLength ||
         buffer.substr(buffer.size() - kTerminatorLength).find_first_not_of('\0') !=
             std::string_view::npos) {
@@ -22,11 +22,15 @@ std::unique_ptr<YamlNode> YamlParser::parse(std::string_view buffer) {
     }
     const void* firstNul = std::memchr(buffer.data(), '\0', buffer.size());
     size_t end = static_cast<const char*>(firstNul) - buffer.data();
-    return YamlParser(buffer.data(), end).run();
+    return YamlParser(buffer.data(), end, fileName).run();
 }
 
-YamlParser::YamlParser(const char* data, size_t end)
-    : data_(data), end_(end), root_(std::make_unique<YamlNode>()), parent_(root_.get()) {
+YamlParser::YamlParser(const char* data, size_t end, const std::wstring& fileName)
+    : data_(data),
+      end_(end),
+      fileName_(fileName),
+      root_(std::make_unique<YamlNode>()),
+      parent_(root_.get()) {
     widths_.push_back(0);
     // Editors on some systems start a UTF-8 file with a byte-order mark. It is
     // not text of the file; the offsets of errors still count it, so that they
@@ -56,7 +60,7 @@ bool YamlParser::isDoubleBreak(size_t position) const {
 
 void YamlParser::fail(const char* messageId, size_t position) const {
     throw LauncherException(LauncherException::kConfiguration,
-                            formatMessage(messageId, static_cast<long long>(position)));
+                            formatMessage(messageId, fileName_, static_cast<long long>(position)));
 }
 
 std::unique_ptr<YamlNode> YamlParser::run() {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,11 +14,12 @@ class YamlParser {
   public:
     // The buffer is the file's text followed by four NUL bytes; parsing stops at
     // the first NUL. The returned tree points into the buffer. Syntax errors are
-    // LauncherException (code 2) naming the byte offset.
-    static std::unique_ptr<YamlNode> parse(std::string_view buffer);
+    // LauncherException (code 2) naming the file and the byte offset.
+    static std::unique_ptr<YamlNode> parse(std::string_view buffer,
+                                           const std::wstring& fileName = L"launcher.yml");
 
   private:
-    YamlParser(const char* data, size_t end);
+    YamlParser(const char* data, size_t end, const std::wstring& fileName);
 
     std::unique_ptr<YamlNode> run();
     size_t skipIndentation();
@@ -38,6 +40,7 @@ class YamlParser {
 
     const char* data_;
     size_t end_;
+    const std::wstring& fileName_;
     size_t position_ = 0;
     std::unique_ptr<YamlNode> root_;
     YamlNode* parent_;

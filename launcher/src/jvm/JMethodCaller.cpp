@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <exception>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "jvm/JvmEnv.h"
 #include "platform/LauncherException.h"
 #include "platform/LauncherJavaMethodInvocationException.h"
+#include "platform/LauncherOsException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 #include "platform/TextConversion.h"
@@ -22,6 +24,30 @@ bool isInstanceOf(JvmEnv& env, const JniEntity& object, const char* className) {
         return false;
     }
     return env.getEnv()->IsInstanceOf(object.get(), cls.get()) == JNI_TRUE;
+}
+
+// The text of the OutOfMemoryError among the throwable and its causes that says a
+// thread could not be started, or empty. Out of threads, the JVM fails to load a
+// class that exists, because something that loading needs cannot start its thread.
+std::wstring threadStartFailure(JvmEnv& env, const JniEntity& thrown) {
+    JniClass throwableClass = env.findClass("java/lang/Throwable");
+    JniEntity current = env.wrapObject(env.getEnv()->NewLocalRef(thrown.get()));
+    for (int depth = 0; depth < 8 && !current.isNull(); ++depth) {
+        if (isInstanceOf(env, current, "java/lang/OutOfMemoryError")) {
+            const std::wstring message = getJavaThrowableMessage(env, current.get());
+            if (message.find(L"native thread") != std::wstring::npos) {
+                return message;
+            }
+        }
+        JniEntity cause = throwableClass.wrapLocal(current.get())
+                              .callObjectMethod("getCause", "()Ljava/lang/Throwable;");
+        if (env.exceptionCheck()) {
+            env.exceptionClear();
+            break;
+        }
+        current = std::move(cause);
+    }
+    return std::wstring();
 }
 }  // namespace
 
@@ -73,7 +99,14 @@ std::future<void> JMethodCaller::start() {
     }
     dataPrepared_.store(true, std::memory_order_release);
     std::future<void> future = result_.get_future();
-    std::thread([this] { run(); }).detach();
+    try {
+        std::thread([this] { run(); }).detach();
+    } catch (const std::system_error& e) {
+        LOG_ERROR(kClass, L"Cannot start thread", L"thread", toWide(threadName_), L"error",
+                  toWide(e.code().message()));
+        throw LauncherOsException(formatMessage("IDS_CANNOT_START_THREAD", toWide(threadName_),
+                                                toWide(e.code().message())));
+    }
     return future;
 }
 
@@ -102,6 +135,13 @@ void JMethodCaller::throwMainClassFindError(JvmEnv& env) {
     } else {
         // The checks below make JNI calls of their own, which a pending exception forbids.
         env.exceptionClear();
+        const std::wstring noThread = threadStartFailure(env, thrown);
+        if (!noThread.empty()) {
+            LOG_ERROR(kClass, L"No thread for loading class", L"class", className_, L"error",
+                      noThread);
+            throw LauncherOsException(
+                formatMessage("IDS_CANNOT_LOAD_CLASS_NO_THREAD", className_, noThread));
+        }
         if (isInstanceOf(env, thrown, "java/lang/ClassFormatError")) {
             LOG_ERROR(kClass, L"Incorrect class format");
             message = formatMessage("IDS_CANNOT_LOAD_CLASS_INCORRECT_FORMAT", className_);

@@ -1,6 +1,7 @@
 #include "jvm/JavaVmManager.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "jvm/JvmEnv.h"
@@ -17,6 +18,10 @@ const char* const kStartThreadName = "launcher-start-thread";
 const char* const kStopThreadName = "launcher-stop-thread";
 
 std::atomic<JavaVmManager::Callback> jvmExitCallback{nullptr};
+// Set while JNI_CreateJavaVM runs: what the launcher reports when the JVM ends the
+// process before that call returns (a bad option, too little memory or too few
+// threads to start with), instead of the JVM's own exit code.
+std::atomic<const std::wstring*> creationFailure{nullptr};
 
 using CreateJavaVm = jint(JNICALL*)(JavaVM**, void**, void*);
 
@@ -60,11 +65,30 @@ void reportJvmEnd(const char* hookName, const char* messageId, const jint* exitC
         getLogger().flush();
     } catch (...) {
     }
+    const std::wstring* failure = creationFailure.exchange(nullptr, std::memory_order_acquire);
+    if (failure != nullptr) {
+        try {
+            logMessage(LogLevel::error(), kClass, __FILE__, __LINE__, hookName, *failure,
+                       L"exitCode", LauncherException::kJvmLoad);
+        } catch (...) {
+        }
+    }
     JavaVmManager::Callback callback = jvmExitCallback.load(std::memory_order_acquire);
     if (callback != nullptr) {
         callback();
     }
     shutdownLogger();
+    if (failure != nullptr) {
+        // The JVM's own text is on the console already; ours says what it means for
+        // the launcher. The exit happens here, as the JVM's would right after the
+        // hook, so the code is the one of a JVM that could not be created.
+        try {
+            std::wstring ignored;
+            getOsUtilsFactory().createConsole(L"", L"", ignored)->writeErrorLine(*failure);
+        } catch (...) {
+        }
+        std::exit(LauncherException::kJvmLoad);
+    }
 }
 }  // namespace
 
@@ -159,7 +183,11 @@ void JavaVmManager::load(const std::vector<std::wstring>& jvmArgs, const std::ws
     initArgs.ignoreUnrecognized = JNI_TRUE;
 
     JNIEnv* creatingEnv = nullptr;
+    const std::wstring endedWhileCreated =
+        formatMessage("IDS_JVM_ENDED_DURING_CREATION", jvmLibPath);
+    creationFailure.store(&endedWhileCreated, std::memory_order_release);
     jint result = createJavaVm(&jvm_, reinterpret_cast<void**>(&creatingEnv), &initArgs);
+    creationFailure.store(nullptr, std::memory_order_release);
 
     std::wstring message;
     int code = 0;

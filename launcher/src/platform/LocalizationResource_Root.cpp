@@ -48,6 +48,8 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_JVM_ENDED_DURING_CREATION"] =
         "Cannot create JVM with library '%ls': the JVM ended the process while starting.";
     table["IDS_CANNOT_START_THREAD"] = "Cannot start thread '%ls'. Error: %ls";
+    table["IDS_CANNOT_LOAD_CLASS_NO_THREAD"] =
+        "Cannot load Java class %ls: the JVM cannot start a thread it needs. Error: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Cannot write file '%ls'. Error: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Cannot create file '%ls'. Error: %ls";
     table["IDS_UNTRUSTED_LINK"] =
@@ -117,14 +119,13 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_CLASS_AND_MODULE_PATHS_ARE_EMPTY"] =
         "Neither --jclasspath nor --jmodulepath is set.";
     table["IDS_YAML_MULTIPLE_DOCS"] =
-        "Error parsing launcher.yml: multiple documents are not supported. Error at file offset "
+        "Error parsing '%ls': multiple documents are not supported. Error at file offset "
         "%d.";
     table["IDS_YAML_WRONG_STRUCTURE"] =
-        "Error parsing launcher.yml: wrong structure. Error at file offset %d.";
-    table["IDS_YAML_KEY_EXPECTED"] =
-        "Error parsing launcher.yml: key expected. Error at file offset %d.";
+        "Error parsing '%ls': wrong structure. Error at file offset %d.";
+    table["IDS_YAML_KEY_EXPECTED"] = "Error parsing '%ls': key expected. Error at file offset %d.";
     table["IDS_YAML_WRONG_INDENT"] =
-        "Error parsing launcher.yml: wrong indent level. Error at file offset %d.";
+        "Error parsing '%ls': wrong indent level. Error at file offset %d.";
     table["IDS_INVENTORY_LIB_ABSENT"] =
         "Cannot load Orvik inventory library looking at path %ls. Error: %ls";
     table["IDS_INVENTORY_LIB_WRONG"] =

@@ -53,6 +53,8 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_JVM_ENDED_DURING_CREATION"] =
         "Не удается создать JVM с библиотекой '%ls': JVM завершила процесс во время запуска.";
     table["IDS_CANNOT_START_THREAD"] = "Не удается запустить поток '%ls'. Ошибка: %ls";
+    table["IDS_CANNOT_LOAD_CLASS_NO_THREAD"] =
+        "Не удается загрузить класс Java %ls: JVM не может запустить нужный ей поток. Ошибка: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Не удается записать файл '%ls'. Ошибка: %ls";
     table["IDS_FILE_CREATION_ERROR"] = "Не удается создать файл '%ls'. Ошибка: %ls";
     table["IDS_UNTRUSTED_LINK"] =
@@ -126,16 +128,16 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
         "Не удается подключить нативный поток к потоку JVM.";
     table["IDS_CLASS_AND_MODULE_PATHS_ARE_EMPTY"] = "Не задан ни --jclasspath, ни --jmodulepath.";
     table["IDS_YAML_MULTIPLE_DOCS"] =
-        "Ошибка разбора launcher.yml: несколько документов в одном файле не поддерживаются. "
+        "Ошибка разбора '%ls': несколько документов в одном файле не поддерживаются. "
         "Ошибка найдена по смещению %d от начала файла.";
     table["IDS_YAML_WRONG_STRUCTURE"] =
-        "Ошибка разбора launcher.yml: некорректная структура. Ошибка найдена по смещению %d от "
+        "Ошибка разбора '%ls': некорректная структура. Ошибка найдена по смещению %d от "
         "начала файла.";
     table["IDS_YAML_KEY_EXPECTED"] =
-        "Ошибка разбора launcher.yml: ожидается ключ. Ошибка найдена по смещению %d от начала "
+        "Ошибка разбора '%ls': ожидается ключ. Ошибка найдена по смещению %d от начала "
         "файла.";
     table["IDS_YAML_WRONG_INDENT"] =
-        "Ошибка разбора launcher.yml: некорректный отступ. Ошибка найдена по смещению %d от "
+        "Ошибка разбора '%ls': некорректный отступ. Ошибка найдена по смещению %d от "
         "начала файла.";
     table["IDS_INVENTORY_LIB_ABSENT"] =
         "Не удается загрузить библиотеку Orvik inventory по пути %ls. Ошибка: %ls";

@@ -20,7 +20,7 @@ ProcessRunner launcher(Args args) {
 TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
     TempDir dir;
     const std::string top = "launcher-parameters:\n", log = dir.path("launcher.log");
-    const std::string parsing = "2 Error parsing launcher.yml: ",
+    const std::string parsing = "2 Error parsing '" + dir.path("launcher.yml") + "': ",
                       offset = ". Error at file offset ";
     const std::string reading = "2 Error reading file '" + dir.path("launcher.yml") + "'. ";
     const std::pair<std::string, std::string> cases[] = {

@@ -69,6 +69,11 @@ TEST(ReadersThroughLauncherTest, EveryFileIsReadOrRefusedWithoutWaiting) {
          {"--instance", dir.path("fifo-instance")}},
         {"20 stderr: Cannot read file '" + dir.path("libjvm.so") + notRegular,
          {"--jvmdll", dir.path("libjvm.so")}},
+        // A FIFO in the place of the PID file is neither read, nor written, nor deleted.
+        {"3 stderr: PID file '" + dir.path("libjvm.so") +
+             "' exists and cannot be deleted. Error: Cannot delete file '" + dir.path("libjvm.so") +
+             notRegular,
+         {"--pidfile", dir.path("libjvm.so"), "--jvmdll", dir.path("none.so")}},
         {"20 IDS_INVENTORY_CALL_ERROR\nstderr: Cannot read file '" +
              dir.path("roots/jdk61/release") + notRegular,
          {},
@@ -100,6 +105,7 @@ TEST(ReadersThroughLauncherTest, EveryFileIsReadOrRefusedWithoutWaiting) {
         EXPECT_EQ(row.expected, result.summary());
         EXPECT_LT(std::chrono::steady_clock::now() - started, 3s) << result.summary();
     }
+    EXPECT_TRUE(fs::is_fifo(dir.path("libjvm.so")));
 }
 
 }  // namespace

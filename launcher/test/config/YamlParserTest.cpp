@@ -77,7 +77,8 @@ TEST(YamlParserTest, ReadsEachLayoutIntoItsTreeOrItsError) {
             EXPECT_EQ(nullptr, c.error);
         } catch (const LauncherException& e) {
             EXPECT_EQ(LauncherException::kConfiguration, e.getCode());
-            EXPECT_EQ(c.error ? formatMessage(c.error, c.offset) : L"", e.getMessage());
+            EXPECT_EQ(c.error ? formatMessage(c.error, L"launcher.yml", c.offset) : L"",
+                      e.getMessage());
         }
     }
     for (std::string unterminated : {"a: b"s, "a: b\0\0\0"s, ""s}) {

@@ -432,12 +432,14 @@ TEST(StartModeThroughLauncherTest, AStopMethodThatGetsNoThreadFailsOnceStartHasE
     running.signal(SIGUSR1);
     const ProcessRunner::Result& result = running.wait();
     EXPECT_EQ(20, result.exitCode) << result.out << result.err << svc.describe();
-    EXPECT_EQ("Service stop method failed.: Resource temporarily unavailable\n", result.err);
+    const std::string failed =
+        "Service stop method failed: Cannot start thread "
+        "'launcher-stop-thread'. Error: Resource temporarily unavailable";
+    EXPECT_EQ(failed + "\n", result.err);
     EXPECT_EQ(0, svc.count("stop"));
     EXPECT_EQ(1, svc.count("start.returns"));
     EXPECT_LT(svc.find("Service start method finished."), svc.find("JVM destroyed"));
-    EXPECT_NE(std::string::npos,
-              svc.find("Service stop method failed.: Resource temporarily unavailable"));
+    EXPECT_NE(std::string::npos, svc.find(failed));
     EXPECT_FALSE(pathExists(svc.pidPath()));
 }
 
