@@ -18,6 +18,7 @@ class IFileLock {
         bool present = false;
         // Only a regular file is read; anything else at the path is never trusted.
         bool regular = false;
+        bool directory = false;
         std::string content;
         // The process that holds the file's exclusive lock, 0 when none does.
         int32_t holder = 0;

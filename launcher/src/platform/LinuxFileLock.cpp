@@ -196,6 +196,7 @@ IFileLock::Inspection LinuxFileLock::inspect(const std::wstring& path) {
         }
         found.device = info.st_dev;
         found.inode = info.st_ino;
+        found.directory = S_ISDIR(info.st_mode);
         if (S_ISREG(info.st_mode)) {
             found.regular = true;
             char buffer[kMaxContent + 1];

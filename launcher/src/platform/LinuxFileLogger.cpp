@@ -83,7 +83,7 @@ long rotationIndex(const char* name, const std::string& base) {
 
 }  // namespace
 
-LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath, int pid) : pid_(pid), path_(logPath) {
+LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath) : path_(logPath) {
     try {
         open(logPath);
     } catch (const LauncherOsException& e) {
@@ -207,7 +207,8 @@ void LinuxFileLogger::log(const std::wstring& level, const wchar_t* className,
     text += ",SYSTEM,0,level=";
     appendUtf8(text, level);
     text += ",pid=";
-    appendNumber(text, pid_);
+    // Asked every time: a launcher that detaches goes on in a process of its own.
+    appendNumber(text, static_cast<long long>(getpid()));
     text += ",tid=";
     appendNumber(text, static_cast<long long>(syscall(SYS_gettid)));
     text += ",component=launcher,class=";

@@ -13,7 +13,7 @@ class LinuxTrustedPath;
 // line per entry written whole under one lock.
 class LinuxFileLogger : public ILogger {
   public:
-    LinuxFileLogger(const std::wstring& logPath, int pid);
+    explicit LinuxFileLogger(const std::wstring& logPath);
     ~LinuxFileLogger() override;
     LinuxFileLogger(const LinuxFileLogger&) = delete;
     LinuxFileLogger& operator=(const LinuxFileLogger&) = delete;
@@ -29,7 +29,6 @@ class LinuxFileLogger : public ILogger {
     void reportWriteFailure(int error);
 
     FILE* file_ = nullptr;
-    int pid_;
     std::wstring path_;
     std::atomic<bool> failureReported_{false};
 };

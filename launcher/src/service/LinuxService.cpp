@@ -1,8 +1,6 @@
 #include "service/LinuxService.h"
 
-#include <unistd.h>
-
-#include "platform/ISystemUtils.h"
+#include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
@@ -10,14 +8,15 @@
 
 namespace {
 const wchar_t* const kClass = L"LinuxService";
-}
 
-LinuxService::LinuxService(IServiceObject& serviceObject, bool daemonize, ISystemUtils& systemUtils,
-                           DaemonFunction daemonFunction)
-    : serviceObject_(serviceObject),
-      daemonize_(daemonize),
-      systemUtils_(systemUtils),
-      daemonFunction_(daemonFunction != nullptr ? daemonFunction : ::daemon) {}
+std::wstring extendTimeout(int32_t waitHintMs) {
+    return L"EXTEND_TIMEOUT_USEC=" + std::to_wstring(static_cast<long long>(waitHintMs) * 1000);
+}
+}  // namespace
+
+LinuxService::LinuxService(IServiceObject& serviceObject, bool daemonize, bool waitForStart,
+                           IOsUtilsFactory& os)
+    : serviceObject_(serviceObject), daemonize_(daemonize), waitForStart_(waitForStart), os_(os) {}
 
 LinuxService::~LinuxService() = default;
 
@@ -37,9 +36,14 @@ int32_t LinuxService::start() {
     LOG_INFO(kClass, L"starting");
     if (daemonize_) {
         // Keep the working directory and the standard streams: they may already be
-        // redirected to files with --cout/--cerr.
-        if (daemonFunction_(1, 1) != 0) {
-            const std::wstring error = systemUtils_.getLastErrorText();
+        // redirected to files with --cout/--cerr. The parent stays until the detached
+        // launcher can be found by its PID file, or has entered start, so that whoever
+        // started it can rely on what it reports.
+        getLogger().flush();
+        if (!os_.getProcessUtils().detach(waitForStart_
+                                              ? IProcessUtils::DetachStage::kStarted
+                                              : IProcessUtils::DetachStage::kPidFileWritten)) {
+            const std::wstring error = os_.getSystemUtils().getLastErrorText();
             LOG_ERROR(kClass, L"Daemon failed", L"Error", error);
             const LauncherException failure(LauncherException::kOs, error);
             serviceObject_.exceptionHandler(failure);
@@ -87,14 +91,35 @@ void LinuxService::stop() {
     }
 }
 
-void LinuxService::reportStartPending(int32_t) {}
+void LinuxService::reportStartPending(int32_t waitHintMs) {
+    notifyServiceManager(extendTimeout(waitHintMs));
+}
 
 void LinuxService::markStarted() {
     uint32_t expected = kNotStarted;
     state_.compare_exchange_strong(expected, kRunning);
+    if (readyReported_.exchange(true)) {
+        return;
+    }
+    os_.getProcessUtils().reportDetachStage(IProcessUtils::DetachStage::kStarted);
+    notifyServiceManager(L"READY=1\nSTATUS=" +
+                         LocalizationSupport::getText("IDS_SERVICE_STATUS_RUNNING"));
 }
 
-void LinuxService::reportStopPending(int32_t) {}
+void LinuxService::reportStopPending(int32_t waitHintMs) {
+    notifyServiceManager(L"STOPPING=1\n" + extendTimeout(waitHintMs));
+}
+
+void LinuxService::notifyServiceManager(const std::wstring& message) {
+    IServiceManagerNotifier& notifier = os_.getServiceManagerNotifier();
+    if (!notifier.isListening()) {
+        return;
+    }
+    // A detached launcher is not the process the service manager started.
+    notifier.notify(daemonize_
+                        ? message + L"\nMAINPID=" + std::to_wstring(os_.getProcessUtils().getPid())
+                        : message);
+}
 
 void LinuxService::markStopped() {
     state_.store(kStopped);

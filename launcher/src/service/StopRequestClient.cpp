@@ -227,11 +227,20 @@ void StopRequestClient::checkClientLauncherIsNotRunning(IOsUtilsFactory& os, IFi
         LOG_INFO(kClass, L"Old PID-file is absent", L"pidFilePath", pidFilePath);
         return;
     }
+    if (!found.regular && !found.directory) {
+        // No launcher wrote it: a FIFO, a socket or a device is left where it is.
+        throw LauncherException(
+            LauncherException::kPidFile,
+            formatMessage("IDS_PIDFILE_CANNOT_BE_DELETED", pidFilePath,
+                          formatMessage("IDS_CANNOT_DELETE_FILE", pidFilePath,
+                                        LocalizationSupport::getText("IDS_NOT_A_REGULAR_FILE"))));
+    }
     std::wostringstream formatError;
     const int32_t pid =
         found.regular ? PidFile::parsePid(found.content, pidFilePath, formatError) : -1;
-    if (!found.regular) {
-        LOG_INFO(kClass, L"PID-file is not a regular file, delete it", L"pidFilePath", pidFilePath);
+    if (found.directory) {
+        // Its deletion fails with the error that says what it is.
+        LOG_INFO(kClass, L"PID-file is a directory", L"pidFilePath", pidFilePath);
     } else if (!formatError.str().empty()) {
         LOG_INFO(kClass, L"PID-file exists and has unsupported format, delete it", L"formatError",
                  formatError.str(), L"pidFilePath", pidFilePath);

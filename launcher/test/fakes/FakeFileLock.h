@@ -34,7 +34,8 @@ class FakeFileLock : public IFileLock {
     Inspection inspect(const std::wstring& path) override {
         Inspection found;
         found.present = files_.exists(path);
-        found.regular = found.present && !files_.isDirectory(path);
+        found.directory = found.present && files_.isDirectory(path);
+        found.regular = found.present && !found.directory;
         if (found.regular) {
             found.content = files_.contentOf(path);
             const auto holder = holders.find(files_.normalize(path));

@@ -139,7 +139,7 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
         for (const std::string& name : present) {
             dir.write(name, "was " + name);
         }
-        { LinuxFileLogger logger(dir.wpath("launcher.log"), 77); }
+        { LinuxFileLogger logger(dir.wpath("launcher.log")); }
         Names expected = present;
         expected.insert("launcher.log");
         EXPECT_EQ("", readWholeFile(dir.path("launcher.log")));
@@ -157,7 +157,7 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
         dir.write("launcher.log", "old");
         dir.write("launcher.log.9223372036854775807", "");
         try {
-            LinuxFileLogger logger(dir.wpath("launcher.log"), 1);
+            LinuxFileLogger logger(dir.wpath("launcher.log"));
             ADD_FAILURE() << "rotated past the largest index";
         } catch (const LauncherException& e) {
             EXPECT_EQ(10, e.getCode());
@@ -175,7 +175,7 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
     dir.write("d/launcher.log", "");
     dir.write("d/launcher.log.2", "");
     dir.write("d\\launcher.log", "old");
-    { LinuxFileLogger logger(dir.wpath("d\\launcher.log"), 1); }
+    { LinuxFileLogger logger(dir.wpath("d\\launcher.log")); }
     EXPECT_EQ("old", readWholeFile(dir.path("d\\launcher.log.3")));
 }
 

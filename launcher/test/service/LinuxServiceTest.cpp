@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fakes/FakeSystemUtils.h"
+#include "fakes/FakeOsUtilsFactory.h"
 #include "platform/LauncherException.h"
 #include "service/IServiceObject.h"
 #include "support/CapturedLog.h"
@@ -35,9 +35,9 @@ class RecordingServiceObject : public IServiceObject {
 TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
     ScopedCatalogue english;
     CapturedLog log;
-    FakeSystemUtils system;
+    FakeOsUtilsFactory os;
     RecordingServiceObject object;
-    LinuxService service(object, false, system);
+    LinuxService service(object, false, false, os);
     EXPECT_EQ(100, service.run());
     EXPECT_EQ(LinuxService::kStopped, service.getState());
     EXPECT_EQ(21, service.run());
@@ -46,16 +46,51 @@ TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
               log.find("Cannot start service twice."));
 
     object.calls.clear();
-    system.lastError = L"(11) Resource temporarily unavailable";
-    LinuxService daemon(object, true, system, [](int, int) { return -1; });
+    os.system.lastError = L"(11) Resource temporarily unavailable";
+    os.process.detachSucceeds = false;
+    LinuxService daemon(object, true, true, os);
     EXPECT_EQ(20, daemon.run());
     EXPECT_EQ(
         std::vector<std::wstring>{L"exceptionHandler 20 (11) Resource temporarily unavailable"},
         object.calls);
     EXPECT_EQ(LinuxService::kStopped, daemon.getState());
+    EXPECT_EQ("S", os.process.detachedUntil);
     EXPECT_EQ(std::vector<std::string>{"ERROR Daemon failed Error=(11) Resource temporarily "
                                        "unavailable"},
               log.find("Daemon failed"));
+}
+
+// The routine marks the service started on every turn of its event loop; the service
+// manager hears of it once, and a detached launcher names itself as the main process.
+// Nothing at all goes to a service manager that does not listen.
+TEST(LinuxServiceTest, ReadinessIsReportedOnceAndOnlyToAListeningServiceManager) {
+    ScopedCatalogue english;
+    CapturedLog log;
+    class MarkingTwice : public RecordingServiceObject {
+        int32_t run(IService& service) override {
+            service.reportStartPending(1500);
+            service.markStarted();
+            service.markStarted();
+            service.reportStopPending(20);
+            return 0;
+        }
+    };
+    for (const bool daemon : {false, true}) {
+        for (const bool listening : {false, true}) {
+            FakeOsUtilsFactory os;
+            os.notifier.listening = listening;
+            MarkingTwice object;
+            LinuxService service(object, daemon, false, os);
+            EXPECT_EQ(0, service.run());
+            const std::wstring mainPid = daemon ? L"\nMAINPID=4242" : L"";
+            const std::vector<std::wstring> expected = {
+                L"EXTEND_TIMEOUT_USEC=1500000" + mainPid,
+                L"READY=1\nSTATUS=The service is running" + mainPid,
+                L"STOPPING=1\nEXTEND_TIMEOUT_USEC=20000" + mainPid};
+            EXPECT_EQ(listening ? expected : std::vector<std::wstring>{}, os.notifier.messages);
+            EXPECT_EQ("S", os.process.reportedStages);
+        }
+    }
 }
 
 }  // namespace
