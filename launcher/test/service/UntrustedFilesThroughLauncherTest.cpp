@@ -72,7 +72,8 @@ class UntrustedFilesThroughLauncherTest : public ::testing::Test {
     }
     static ProcessRunner asNobody(std::vector<std::string> command) {
         command.insert(command.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups"});
-        return ProcessRunner("/usr/bin/setpriv").args(std::move(command));
+        // As the launcher is run everywhere, so that its own settings hold for a copy too.
+        return launcherRunner(std::move(command), "/usr/bin/setpriv");
     }
 
     TempDir dir;
