@@ -9,13 +9,14 @@ if(LAUNCHER_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     message(FATAL_ERROR "LAUNCHER_FUZZ needs clang: configure with CC=clang CXX=clang++")
   endif()
-  # The whole library is instrumented, so the fuzzer sees coverage inside the parser.
+  # The whole build is instrumented, so the fuzzer sees coverage inside the parser.
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 
   add_executable(yaml_fuzzer ${CMAKE_CURRENT_LIST_DIR}/../fuzz/YamlParserFuzzer.cpp)
-  target_include_directories(yaml_fuzzer PRIVATE ${CMAKE_CURRENT_LIST_DIR}/../launcher/test)
-  target_link_libraries(yaml_fuzzer PRIVATE launcher_core)
+  target_include_directories(yaml_fuzzer PRIVATE ${CMAKE_CURRENT_LIST_DIR}/../launcher/src
+                             ${CMAKE_CURRENT_LIST_DIR}/../launcher/test)
+  target_link_libraries(yaml_fuzzer PRIVATE launcher_config)
   target_link_options(yaml_fuzzer PRIVATE -fsanitize=fuzzer)
 endif()

@@ -1,5 +1,6 @@
-# JNI headers for launcher_core. Only the headers: the launcher never links the
-# JVM library, it loads the one it is told to use at run time.
+# JNI headers for the jvm library and whatever links it. Only the headers: the
+# launcher never links the JVM library, it loads the one it is told to use at
+# run time.
 #
 # The JDK is located through the real path of javac first (that is the JDK whose
 # javac also compiles the Java test fixtures), then JAVA_HOME, then the usual
@@ -40,4 +41,4 @@ else()
 endif()
 message(STATUS "JNI headers: ${LAUNCHER_JNI_INCLUDE_DIRS}")
 
-target_include_directories(launcher_core SYSTEM PUBLIC ${LAUNCHER_JNI_INCLUDE_DIRS})
+target_include_directories(launcher_jvm SYSTEM PUBLIC ${LAUNCHER_JNI_INCLUDE_DIRS})

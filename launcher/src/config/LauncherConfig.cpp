@@ -5,11 +5,11 @@
 #include <memory>
 #include <string_view>
 
+#include "cli/LauncherCliArgs.h"
 #include "config/YamlNode.h"
 #include "config/YamlParser.h"
-#include "entry/LauncherCliArgs.h"
-#include "entry/LauncherVersion.h"
 #include "platform/LauncherException.h"
+#include "platform/LauncherVersion.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 #include "platform/TextConversion.h"

@@ -3,11 +3,11 @@
 #include <cwctype>
 #include <memory>
 
+#include "cli/LauncherCliArgs.h"
 #include "config/IServiceInstanceParameters.h"
 #include "config/LauncherConfig.h"
 #include "discovery/IJavaFinder.h"
 #include "discovery/IJavaLibResolver.h"
-#include "entry/LauncherCliArgs.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/LauncherCliArgs.h"
 #include "config/LauncherConfig.h"
 #include "config/LauncherParameters.h"
 #include "config/ServiceInstanceParameters.h"
@@ -12,7 +13,6 @@
 #include "discovery/InventoryAndEnvJavaFinder.h"
 #include "discovery/JavaLibResolver.h"
 #include "discovery/ReleaseFileJavaChecker.h"
-#include "entry/LauncherCliArgs.h"
 #include "platform/IConsole.h"
 #include "platform/IFileLock.h"
 #include "platform/IOsUtilsFactory.h"

@@ -6,11 +6,11 @@
 #include <future>
 
 #include "config/LauncherParameters.h"
-#include "entry/LauncherVersion.h"
 #include "platform/IFileLock.h"
 #include "platform/LauncherException.h"
 #include "platform/LauncherJavaMethodInvocationException.h"
 #include "platform/LauncherOsException.h"
+#include "platform/LauncherVersion.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 #include "service/IService.h"

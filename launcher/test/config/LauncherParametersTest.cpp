@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/LauncherCliArgs.h"
 #include "config/LauncherConfig.h"
 #include "config/ServiceInstanceParameters.h"
 #include "discovery/IJavaFinder.h"
 #include "discovery/JavaLibResolver.h"
-#include "entry/LauncherCliArgs.h"
 #include "fakes/FakeConsole.h"
 #include "fakes/FakeOsUtilsFactory.h"
 #include "support/Catalogue.h"

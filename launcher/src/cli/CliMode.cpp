@@ -1,4 +1,4 @@
-#include "entry/CliMode.h"
+#include "cli/CliMode.h"
 
 #include <algorithm>
 #include <utility>

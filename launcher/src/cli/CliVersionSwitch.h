@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/CliSwitch.h"
+#include "cli/CliSwitch.h"
 
 // Asks for the program's version, whatever the mode.
 class CliVersionSwitch : public CliSwitch {

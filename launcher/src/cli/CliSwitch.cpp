@@ -1,8 +1,8 @@
-#include "entry/CliSwitch.h"
+#include "cli/CliSwitch.h"
 
 #include <utility>
 
-#include "entry/CliParseResult.h"
+#include "cli/CliParseResult.h"
 
 CliSwitch::CliSwitch(std::vector<std::wstring> names, Kind kind, std::wstring valueName,
                      std::wstring description)

@@ -1,8 +1,8 @@
-#include "entry/CliVersionSwitch.h"
+#include "cli/CliVersionSwitch.h"
 
 #include <utility>
 
-#include "entry/CliParseResult.h"
+#include "cli/CliParseResult.h"
 
 CliVersionSwitch::CliVersionSwitch(std::vector<std::wstring> names, std::wstring description)
     : CliSwitch(std::move(names), Kind::Switch, L"", std::move(description)) {}

@@ -1,4 +1,4 @@
-#include "entry/CliParseResult.h"
+#include "cli/CliParseResult.h"
 
 #include <utility>
 

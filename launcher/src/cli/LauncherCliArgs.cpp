@@ -1,15 +1,15 @@
-#include "entry/LauncherCliArgs.h"
+#include "cli/LauncherCliArgs.h"
 
 #include <stdexcept>
 #include <utility>
 
-#include "entry/CliHelpSwitch.h"
-#include "entry/CliParseResult.h"
-#include "entry/CliParser.h"
-#include "entry/CliSwitch.h"
-#include "entry/CliVersionSwitch.h"
-#include "entry/LauncherVersion.h"
+#include "cli/CliHelpSwitch.h"
+#include "cli/CliParseResult.h"
+#include "cli/CliParser.h"
+#include "cli/CliSwitch.h"
+#include "cli/CliVersionSwitch.h"
 #include "platform/LauncherException.h"
+#include "platform/LauncherVersion.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/ICliSwitch.h"
+#include "cli/ICliSwitch.h"
 
 // A mode of the command line: the word that selects it, how usage introduces it,
 // and its entries in the order usage lists them.

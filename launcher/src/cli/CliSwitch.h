@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/ICliSwitch.h"
+#include "cli/ICliSwitch.h"
 
 // A plain switch or option whose occurrences are recorded under its first name.
 class CliSwitch : public ICliSwitch {

@@ -1,4 +1,4 @@
-#include "entry/CliParser.h"
+#include "cli/CliParser.h"
 
 #include <algorithm>
 #include <map>

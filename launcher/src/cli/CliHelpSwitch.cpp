@@ -1,8 +1,8 @@
-#include "entry/CliHelpSwitch.h"
+#include "cli/CliHelpSwitch.h"
 
 #include <utility>
 
-#include "entry/CliParseResult.h"
+#include "cli/CliParseResult.h"
 
 CliHelpSwitch::CliHelpSwitch(std::vector<std::wstring> names, std::wstring description,
                              std::wstring topic)

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/CliSwitch.h"
+#include "cli/CliSwitch.h"
 
 // Asks for the usage of a mode: of the mode being parsed ("--help"), or of a
 // named one (the mode names accepted by the help mode).

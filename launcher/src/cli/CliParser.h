@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "entry/CliMode.h"
-#include "entry/CliParseResult.h"
+#include "cli/CliMode.h"
+#include "cli/CliParseResult.h"
 
 // Parses a command line of the form "mode [entries...]" against declared modes
 // and writes their usage. The first mode declared is the one used when the
