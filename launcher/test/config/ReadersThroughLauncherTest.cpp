@@ -46,6 +46,9 @@ TEST(ReadersThroughLauncherTest, EveryFileIsReadOrRefusedWithoutWaiting) {
     makeHome(dir.path("roots/jdk60"), "60");
     fs::create_directories(dir.path("alone"));
     fs::copy_file(LAUNCHER_BINARY, dir.path("alone/launcher"));
+    fs::create_directories(dir.path("fifo-inventory"));
+    fs::copy_file(LAUNCHER_BINARY, dir.path("fifo-inventory/launcher"));
+    ASSERT_EQ(0, mkfifo(dir.path("fifo-inventory/libinventory.so").c_str(), 0644));
     // Saved by an editor that marks UTF-8.
     fs::create_directories(dir.path("bom"));
     dir.write("bom/launcher.yml",
@@ -85,6 +88,12 @@ TEST(ReadersThroughLauncherTest, EveryFileIsReadOrRefusedWithoutWaiting) {
          {},
          "",
          dir.path("roots")},
+        {"4 IDS_INVENTORY_CALL_ERROR\nCannot guess JAVA_HOME, it is not set explicitly, neither "
+         "Orvik Inventory nor environment variable contains a suitable Java version.\n",
+         {},
+         "",
+         "",
+         dir.path("fifo-inventory/launcher")},
         {noLibrary, {"--instance", dir.path("bom")}},
         {noLibrary, {"--instance", dir.path("many")}},
     };
