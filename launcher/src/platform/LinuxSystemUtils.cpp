@@ -1,12 +1,14 @@
 #include "platform/LinuxSystemUtils.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <clocale>
 #include <cstring>
 
 #include "platform/LocalTime.h"
+#include "platform/LocalizationSupport.h"
 #include "platform/PosixLibraryHandle.h"
 #include "platform/TextConversion.h"
 
@@ -49,7 +51,16 @@ std::wstring LinuxSystemUtils::getLanguage() {
 }
 
 std::shared_ptr<ILibraryHandle> LinuxSystemUtils::loadLibrary(const std::wstring& path) {
-    void* handle = dlopen(toUtf8(path).c_str(), RTLD_NOW | RTLD_GLOBAL);
+    const std::string file = toUtf8(path);
+    // dlopen would wait for ever on a FIFO in the place of the library. A name
+    // without a slash is looked for along the library path, and left to dlopen.
+    struct stat info {};
+    if (file.find('/') != std::string::npos && stat(file.c_str(), &info) == 0 &&
+        !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) {
+        return std::make_shared<PosixLibraryHandle>(
+            nullptr, path + L": " + LocalizationSupport::getText("IDS_NOT_A_REGULAR_FILE"));
+    }
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_GLOBAL);
     if (handle == nullptr) {
         return std::make_shared<PosixLibraryHandle>(nullptr, toWide(dlerror()));
     }
