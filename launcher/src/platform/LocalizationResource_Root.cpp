@@ -48,6 +48,7 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_JVM_ENDED_DURING_CREATION"] =
         "Cannot create JVM with library '%ls': the JVM ended the process while starting.";
     table["IDS_CANNOT_START_THREAD"] = "Cannot start thread '%ls'. Error: %ls";
+    table["IDS_CANNOT_START_DETACHED_LAUNCHER"] = "Cannot start the detached launcher. Error: %ls";
     table["IDS_CANNOT_LOAD_CLASS_NO_THREAD"] =
         "Cannot load Java class %ls: the JVM cannot start a thread it needs. Error: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Cannot write file '%ls'. Error: %ls";

@@ -53,6 +53,8 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_JVM_ENDED_DURING_CREATION"] =
         "Не удается создать JVM с библиотекой '%ls': JVM завершила процесс во время запуска.";
     table["IDS_CANNOT_START_THREAD"] = "Не удается запустить поток '%ls'. Ошибка: %ls";
+    table["IDS_CANNOT_START_DETACHED_LAUNCHER"] =
+        "Не удается запустить отсоединенный процесс launcher. Ошибка: %ls";
     table["IDS_CANNOT_LOAD_CLASS_NO_THREAD"] =
         "Не удается загрузить класс Java %ls: JVM не может запустить нужный ей поток. Ошибка: %ls";
     table["IDS_FILE_WRITE_ERROR"] = "Не удается записать файл '%ls'. Ошибка: %ls";

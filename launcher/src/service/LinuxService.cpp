@@ -45,7 +45,8 @@ int32_t LinuxService::start() {
                                               : IProcessUtils::DetachStage::kPidFileWritten)) {
             const std::wstring error = os_.getSystemUtils().getLastErrorText();
             LOG_ERROR(kClass, L"Daemon failed", L"Error", error);
-            const LauncherException failure(LauncherException::kOs, error);
+            const LauncherException failure(
+                LauncherException::kOs, formatMessage("IDS_CANNOT_START_DETACHED_LAUNCHER", error));
             serviceObject_.exceptionHandler(failure);
             state_.store(kStopped);
             return LauncherException::kOs;

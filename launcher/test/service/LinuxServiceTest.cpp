@@ -50,9 +50,9 @@ TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
     os.process.detachSucceeds = false;
     LinuxService daemon(object, true, true, os);
     EXPECT_EQ(20, daemon.run());
-    EXPECT_EQ(
-        std::vector<std::wstring>{L"exceptionHandler 20 (11) Resource temporarily unavailable"},
-        object.calls);
+    EXPECT_EQ(std::vector<std::wstring>{L"exceptionHandler 20 Cannot start the detached launcher. "
+                                        L"Error: (11) Resource temporarily unavailable"},
+              object.calls);
     EXPECT_EQ(LinuxService::kStopped, daemon.getState());
     EXPECT_EQ("S", os.process.detachedUntil);
     EXPECT_EQ(std::vector<std::string>{"ERROR Daemon failed Error=(11) Resource temporarily "
