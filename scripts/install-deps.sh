@@ -3,8 +3,10 @@
 # machine lacks. Safe to run again: it only calls apt-get when something is missing.
 set -euo pipefail
 
+# systemd-container: systemd-nspawn, in which the units of packaging/systemd are tested.
 packages=(g++ cmake ninja-build googletest libgtest-dev libgmock-dev locales
-          openjdk-17-jdk-headless clang python3 valgrind binutils)
+          openjdk-17-jdk-headless clang python3 valgrind binutils
+          systemd-container)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
