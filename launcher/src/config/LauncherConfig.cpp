@@ -7,6 +7,7 @@
 
 #include "config/YamlNode.h"
 #include "config/YamlParser.h"
+#include "entry/LauncherCliArgs.h"
 #include "entry/LauncherVersion.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
@@ -20,7 +21,7 @@ const wchar_t* const kClassName = L"LauncherConfig";
 // In the order they are written to the log.
 const char* const kSimpleKeys[] = {"work-dir", "service-name", "java-home",   "pid-file",
                                    "log-file", "class-path",   "module-path", "main-class",
-                                   "daemon",   "quiet"};
+                                   "daemon",   "quiet",        "sigterm"};
 
 bool isSimpleKey(const std::string& key) {
     for (const char* simple : kSimpleKeys) {
@@ -81,6 +82,12 @@ LauncherConfig LauncherConfig::readFile(IOsUtilsFactory& os, const std::wstring&
     LauncherConfig config;
     config.fileName_ = filePath;
     config.walk(os, *root, instanceDirectory);
+    const SimpleOptional<std::wstring> sigterm = config.getSigterm();
+    if (sigterm.hasValue() && !isSigtermAction(sigterm.value())) {
+        throw LauncherException(
+            LauncherException::kConfiguration,
+            formatMessage("IDS_FILE_FORMAT_UNKNOWN_SIGTERM", filePath, sigterm.value()));
+    }
     config.fileRead_ = true;
     return config;
 }

@@ -42,6 +42,7 @@ class LauncherConfig {
     SimpleOptional<std::wstring> getModulePath() const { return getValue(L"module-path"); }
     SimpleOptional<std::wstring> getMainClass() const { return getValue(L"main-class"); }
     bool isQuiet() const;
+    SimpleOptional<std::wstring> getSigterm() const { return getValue(L"sigterm"); }
     const std::vector<std::wstring>& getJvmOpts() const { return jvmOpts_; }
     const std::vector<std::wstring>& getMainClassArgs() const { return mainClassArgs_; }
     const std::map<std::wstring, std::wstring>& getBanners() const { return banners_; }

@@ -115,6 +115,9 @@ void LauncherParameters::mergeStart(IOsUtilsFactory& os, const LauncherCliArgs& 
                                     const IServiceInstanceParameters& service, IJavaFinder& finder,
                                     IJavaLibResolver& resolver) {
     daemon_ = args.isDaemon();
+    sigterm_ = args.getSigterm().empty() && config.getSigterm().hasValue()
+                   ? config.getSigterm().value()
+                   : (args.getSigterm().empty() ? std::wstring(L"jvm") : args.getSigterm());
     instanceDirectory_ = args.getInstanceDirectory();
     workDirectory_ = firstOf(config.getWorkDir(), args.getWorkDirectory());
     classPath_ = firstOf(config.getClassPath(), args.getClassPath());
@@ -255,7 +258,8 @@ void LauncherParameters::logState(ILogger& logger) const {
                     L"classPath", classPath_, L"modulePath", modulePath_, L"javaHome", javaHome_,
                     L"jvmLibrary", jvmLibraryPath_, L"minimalJavaVersion", minimalJavaVersion_,
                     L"workDir", workDirectory_, L"pidFile", pidFilePath_, L"logFile", logFilePath_,
-                    L"instance", instanceDirectory_, L"daemon", daemon_, L"quiet", quiet_);
+                    L"instance", instanceDirectory_, L"daemon", daemon_, L"quiet", quiet_,
+                    L"sigterm", sigterm_);
         LOG_INFO_TO(logger, kClassName, L"JVM options:", L"options", jvmOptions_);
         LOG_INFO_TO(logger, kClassName, L"main class arguments:", L"options", mainClassArgs_);
     } else {

@@ -33,6 +33,8 @@ class LauncherParameters {
     bool isStart() const { return start_; }
     bool isDaemon() const { return daemon_; }
     bool isQuiet() const { return quiet_; }
+    // What a SIGTERM from another process does: "jvm" (left to the JVM), "stop" or "fast".
+    const std::wstring& getSigterm() const { return sigterm_; }
     const std::wstring& getInstanceDirectory() const { return instanceDirectory_; }
     const std::wstring& getPidFilePath() const { return pidFilePath_; }
     const std::wstring& getLogFilePath() const { return logFilePath_; }
@@ -90,6 +92,7 @@ class LauncherParameters {
     bool start_ = false;
     bool daemon_ = false;
     bool quiet_ = false;
+    std::wstring sigterm_ = L"jvm";
     std::wstring instanceDirectory_;
     std::wstring pidFilePath_;
     std::wstring logFilePath_;

@@ -102,6 +102,10 @@ std::shared_ptr<LauncherCliArgs> LauncherCliArgs::create(IOsUtilsFactory& os,
     return args;
 }
 
+bool isSigtermAction(const std::wstring& value) {
+    return value == L"jvm" || value == L"stop" || value == L"fast";
+}
+
 const wchar_t* LauncherCliArgs::modeName(uint32_t mode) {
     switch (mode) {
         case Start:
@@ -143,6 +147,7 @@ CliParser LauncherCliArgs::declareCommandLine() {
     startMode.add(help);
     startMode.add(flag(L"--daemon", "IDS_CLISWITCH_DAEMON"));
     startMode.add(flag(L"--quiet", "IDS_CLISWITCH_QUIET"));
+    startMode.add(option(L"--sigterm", L"jvm|stop|fast", "IDS_CLISWITCH_SIGTERM"));
     startMode.add(option(L"--instance", L"/path/to/dir", "IDS_CLISWITCH_INSTANCE"));
     startMode.add(option(L"--procname", L"word", "IDS_CLISWITCH_PROCNAME"));
     startMode.add(option(L"--workdir", L"/path/to/dir", "IDS_CLISWITCH_WORKDIR"));
@@ -324,6 +329,10 @@ void LauncherCliArgs::readStart(const CliParseResult& parsed) {
     mainClassArgs_ = parsed.getValues(L"--jifacearg");
     workDirectory_ = parsed.getValue(L"--workdir");
     daemon_ = parsed.has(L"--daemon");
+    sigterm_ = parsed.getValue(L"--sigterm");
+    if (!sigterm_.empty() && !isSigtermAction(sigterm_)) {
+        appendError(formatMessage("IDS_INVALID_SIGTERM", L"--sigterm", sigterm_));
+    }
     processTag_ = parsed.getValue(L"--procname");
     serviceName_ = parsed.getValue(L"--servicename");
     javaHome_ = parsed.getValue(L"--javahome");
@@ -412,7 +421,8 @@ void LauncherCliArgs::logState() const {
             LOG_INFO(kClassName, L"Mode is Start. Environment:", L"instance", instanceDirectory_,
                      L"workDir", workDirectory_, L"pidFile", pidFilePath_, L"cout", coutPath_,
                      L"cerr", cerrPath_, L"logFile", logPath_, L"serviceName", serviceName_,
-                     L"procName", processTag_, L"daemon", daemon_, L"quiet", quiet_);
+                     L"procName", processTag_, L"daemon", daemon_, L"quiet", quiet_, L"sigterm",
+                     sigterm_);
             break;
         case Stop:
             LOG_INFO(kClassName, L"Mode is Stop. Environment:", L"pidFile", pidFilePath_, L"pid",

@@ -10,6 +10,9 @@
 #include "platform/SimpleOptional.h"
 
 class CliParser;
+
+// Whether a --sigterm or sigterm value names what a SIGTERM does: "jvm", "stop" or "fast".
+bool isSigtermAction(const std::wstring& value);
 class CliParseResult;
 
 // The launcher's command line, validated once into an immutable record. Help and
@@ -36,6 +39,8 @@ class LauncherCliArgs {
     bool isUsage() const { return mode_ == Usage; }
 
     bool isDaemon() const { return daemon_; }
+    // The --sigterm value as given; empty when not given.
+    const std::wstring& getSigterm() const { return sigterm_; }
     bool isQuiet() const { return quiet_; }
     const std::wstring& getInstanceDirectory() const { return instanceDirectory_; }
     const std::wstring& getPidFilePath() const { return pidFilePath_; }
@@ -90,6 +95,7 @@ class LauncherCliArgs {
 
     uint32_t mode_ = Usage;
     bool daemon_ = false;
+    std::wstring sigterm_;
     bool quiet_ = false;
     std::wstring instanceDirectory_;
     std::wstring pidFilePath_;

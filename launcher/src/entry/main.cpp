@@ -66,6 +66,11 @@ int runStart(IOsUtilsFactory& os, const LauncherCliArgs& args, const LauncherPar
         StopRequestClient::checkClientLauncherIsNotRunning(os, getFileLock(),
                                                            parameters.getPidFilePath());
     }
+    if (parameters.getSigterm() != L"jvm") {
+        // From here on, before the JVM that would otherwise end the process on it.
+        LinuxStopRequestListener::takeSigterm(os.getSystemUtils(),
+                                              parameters.getSigterm() == L"fast");
+    }
     Daemon daemon(os, parameters, console);
     LinuxService service(daemon, args.isDaemon(), os.getSystemUtils());
     setCurrentService(&service);

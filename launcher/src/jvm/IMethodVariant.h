@@ -2,6 +2,7 @@
 
 #include <jni.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,10 @@ class IMethodVariant {
     // Never throws for a missing method.
     virtual bool isTargetMethodExists(JvmEnv& env, jclass classRef,
                                       const std::wstring& className) = 0;
-    virtual void call(JvmEnv& env, jclass classRef, const std::wstring& className) = 0;
+    // entering runs on the calling thread right before the JNI call: once it has run,
+    // an end of the call, normal or by a Java exception, means the method was entered.
+    virtual void call(JvmEnv& env, jclass classRef, const std::wstring& className,
+                      const std::function<void()>& entering) = 0;
     // The variant's class name and its method name, as in "Variant(start)".
     virtual std::wstring toString() const = 0;
     virtual const std::wstring& getMethodName() const = 0;

@@ -1,5 +1,6 @@
 #include "jvm/JMethodCaller.h"
 
+#include <chrono>
 #include <exception>
 #include <thread>
 #include <utility>
@@ -120,27 +121,31 @@ void JMethodCaller::throwMainClassFindError(JvmEnv& env) {
 void JMethodCaller::run() {
     // Copied first: once the promise is satisfied the owner may destroy this caller.
     FinishedCallback callback = finishedCallback_;
-    bool succeeded = false;
+    std::exception_ptr failure;
     try {
         if (!dataPrepared_.load(std::memory_order_acquire)) {
             throw LauncherException(LauncherException::kOs,
                                     L"JMethodCaller illegal state: data was not prepared");
         }
         internalRun();
-        succeeded = true;
-        result_.set_value();
     } catch (const LauncherJavaMethodInvocationException& e) {
-        result_.set_exception(std::make_exception_ptr(e));
+        failure = std::make_exception_ptr(e);
     } catch (const LauncherException& e) {
-        result_.set_exception(std::make_exception_ptr(e));
+        failure = std::make_exception_ptr(e);
     } catch (const std::exception& e) {
-        result_.set_exception(std::make_exception_ptr(
-            LauncherException(LauncherException::kInternal, toWide(e.what()))));
+        failure = std::make_exception_ptr(
+            LauncherException(LauncherException::kInternal, toWide(e.what())));
+    }
+    setProgress(Progress::kEnded);
+    if (failure) {
+        result_.set_exception(failure);
+    } else {
+        result_.set_value();
     }
     if (callback != nullptr) {
         callback();
     }
-    if (succeeded) {
+    if (!failure) {
         LOG_INFO(kClass, L"Thread finished successfully");
     } else {
         LOG_INFO(kClass, L"Thread finished exceptionally");
@@ -175,7 +180,15 @@ void JMethodCaller::internalRun() {
 
     IMethodVariant* variant = findVariant(*env, static_cast<jclass>(classRef_));
     if (variant != nullptr) {
-        variant->call(*env, static_cast<jclass>(classRef_), className_);
+        variant->call(*env, static_cast<jclass>(classRef_), className_, [&] {
+            JniClass threadClass = env->findClass("java/lang/Thread");
+            JniEntity thread =
+                threadClass.callStaticObjectMethod("currentThread", "()Ljava/lang/Thread;");
+            // Without the thread the entry cannot be seen; it is then taken as made.
+            const bool known = !env->exceptionCheck() && !thread.isNull();
+            env->exceptionClear();
+            setProgress(Progress::kCalling, known ? thread.newGlobalRef() : nullptr);
+        });
         return;
     }
     std::wstring message;
@@ -216,4 +229,119 @@ bool JMethodCaller::isTargetMethodExists() {
         return false;
     }
     return findVariant(*env, cls.get()) != nullptr;
+}
+
+void JMethodCaller::setProgress(Progress progress, jobject thread) {
+    {
+        std::lock_guard<std::mutex> lock(progressMutex_);
+        if (progress == Progress::kCalling) {
+            calledMethod_ = true;
+            callingThread_ = thread;
+        }
+        progress_ = progress;
+    }
+    progressChanged_.notify_all();
+}
+
+bool JMethodCaller::waitUntilEntered() {
+    std::unique_lock<std::mutex> lock(progressMutex_);
+    progressChanged_.wait(lock, [this] { return progress_ != Progress::kPreparing; });
+    if (!calledMethod_) {
+        return false;
+    }
+    jobject thread = callingThread_;
+    callingThread_ = nullptr;
+    std::unique_ptr<JvmEnv> env = JvmEnv::attachToExistingThread(jvm_);
+    // The frame comes within microseconds of the JNI call; the method's first steps
+    // (resolving what its first statements use, say) may take longer, and a stop
+    // method called meanwhile would still come before them. So the method counts as
+    // entered once the thread blocks or waits inside it, or after a few milliseconds.
+    constexpr auto kFirstSteps = std::chrono::milliseconds(5);
+    std::chrono::steady_clock::time_point frameSeen{};
+    bool seen = false;
+    while (progress_ == Progress::kCalling) {
+        lock.unlock();
+        const FrameState state = probe(*env, thread, seen);
+        lock.lock();
+        if (state != FrameState::kAbsent && !seen) {
+            seen = true;
+            frameSeen = std::chrono::steady_clock::now();
+        }
+        if (state == FrameState::kSettled ||
+            (seen && std::chrono::steady_clock::now() - frameSeen >= kFirstSteps)) {
+            break;
+        }
+        progressChanged_.wait_for(lock, std::chrono::microseconds(200));
+    }
+    if (thread != nullptr) {
+        env->getEnv()->DeleteGlobalRef(thread);
+    }
+    return true;
+}
+
+namespace {
+// The text a no-argument String getter returns; empty when there is none.
+std::string callTextGetter(JvmEnv& env, const JniObject& object, const char* getter) {
+    JNIEnv* jni = env.getEnv();
+    JniEntity text = object.callObjectMethod(getter, "()Ljava/lang/String;");
+    std::string value;
+    if (env.exceptionCheck()) {
+        env.exceptionClear();
+    } else if (!text.isNull()) {
+        const char* chars = jni->GetStringUTFChars(text.getAs<jstring>(), nullptr);
+        if (chars != nullptr) {
+            value = chars;
+            jni->ReleaseStringUTFChars(text.getAs<jstring>(), chars);
+        }
+    }
+    return value;
+}
+}  // namespace
+
+JMethodCaller::FrameState JMethodCaller::probe(JvmEnv& env, jobject thread, bool frameKnown) {
+    if (thread == nullptr) {
+        return FrameState::kSettled;
+    }
+    JNIEnv* jni = env.getEnv();
+    try {
+        JniClass threadClass = env.findClass("java/lang/Thread");
+        JniObject threadObject = threadClass.wrapLocal(thread);
+        if (!frameKnown) {
+            const std::string methodName = toUtf8(variants_.front()->getMethodName());
+            const std::string className = toUtf8(replaceChar(className_, L'/', L'.'));
+            JniEntity frames =
+                threadObject.callObjectMethod("getStackTrace", "()[Ljava/lang/StackTraceElement;");
+            if (env.exceptionCheck() || frames.isNull()) {
+                env.exceptionClear();
+                return FrameState::kSettled;
+            }
+            JniClass elementClass = env.findClass("java/lang/StackTraceElement");
+            const jsize count = jni->GetArrayLength(frames.getAs<jobjectArray>());
+            bool found = false;
+            // The method is at the bottom of the stack, below whatever it calls.
+            for (jsize i = count - 1; i >= 0 && !found; --i) {
+                JniObject frame = env.wrapObject(
+                    elementClass,
+                    env.wrapObject(jni->GetObjectArrayElement(frames.getAs<jobjectArray>(), i)));
+                found = !frame.isNull() &&
+                        callTextGetter(env, frame, "getMethodName") == methodName &&
+                        callTextGetter(env, frame, "getClassName") == className;
+            }
+            if (!found) {
+                return FrameState::kAbsent;
+            }
+        }
+        JniClass stateClass = env.findClass("java/lang/Thread$State");
+        JniObject state = env.wrapObject(
+            stateClass, threadObject.callObjectMethod("getState", "()Ljava/lang/Thread$State;"));
+        if (env.exceptionCheck() || state.isNull()) {
+            env.exceptionClear();
+            return FrameState::kSettled;
+        }
+        return callTextGetter(env, state, "name") == "RUNNABLE" ? FrameState::kRunning
+                                                                : FrameState::kSettled;
+    } catch (const LauncherException&) {
+        env.exceptionClear();
+        return FrameState::kSettled;
+    }
 }

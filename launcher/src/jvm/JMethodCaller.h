@@ -3,8 +3,10 @@
 #include <jni.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -33,6 +35,10 @@ class JMethodCaller {
     std::future<void> start();
     // On a thread attached to the JVM; starts nothing and calls nothing.
     bool isTargetMethodExists();
+    // On a thread attached to the JVM, once after start: blocks until the method has
+    // been entered (true), its frame on the calling thread's stack, or until the
+    // thread has ended without entering it (false).
+    bool waitUntilEntered();
 
   private:
     void prepare(JvmEnv& env);
@@ -41,6 +47,14 @@ class JMethodCaller {
     void internalRun();
     // The first variant the class has, or null; logs the walk.
     IMethodVariant* findVariant(JvmEnv& env, jclass classRef);
+    // How far the calling thread has got: the entering waits on it.
+    enum class Progress { kPreparing, kCalling, kEnded };
+    void setProgress(Progress progress, jobject thread = nullptr);
+    // Where the calling thread stands: no frame of the method yet, running inside it,
+    // or blocked or waiting inside it. When the JVM cannot tell, settled, so that a
+    // stop is never held back for good. frameKnown skips the look for the frame.
+    enum class FrameState { kAbsent, kRunning, kSettled };
+    FrameState probe(JvmEnv& env, jobject thread, bool frameKnown);
 
     std::promise<void> result_;
     std::wstring className_;
@@ -53,6 +67,12 @@ class JMethodCaller {
     FinishedCallback finishedCallback_;
     std::atomic<bool> dataPrepared_{false};
     bool isStartMethod_;
+    std::mutex progressMutex_;
+    std::condition_variable progressChanged_;
+    Progress progress_ = Progress::kPreparing;
+    bool calledMethod_ = false;
+    // The calling thread's java.lang.Thread, a global reference once it calls.
+    jobject callingThread_ = nullptr;
 };
 
 // The message of a Java throwable (its getMessage()), empty when it has none.

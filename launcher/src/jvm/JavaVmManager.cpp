@@ -356,3 +356,7 @@ bool JavaVmManager::isStopMethodExists(const std::vector<std::wstring>& args, bo
                         false);
     return probe.isTargetMethodExists();
 }
+
+bool JavaVmManager::waitForStartMethodEntered() {
+    return startCaller_ != nullptr && startCaller_->waitUntilEntered();
+}

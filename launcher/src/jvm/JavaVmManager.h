@@ -50,6 +50,9 @@ class JavaVmManager {
     std::future<void> stop(const std::vector<std::wstring>& args, Callback finishedCallback,
                            bool fast);
     bool isStopMethodExists(const std::vector<std::wstring>& args, bool fast);
+    // After start, on an attached thread: blocks until the contract's start method has
+    // been entered (true) or its thread has ended without entering it (false).
+    bool waitForStartMethodEntered();
 
     JavaVM* getJvm() const { return jvm_; }
 

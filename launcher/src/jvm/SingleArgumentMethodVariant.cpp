@@ -18,13 +18,14 @@ bool SingleArgumentMethodVariant::isTargetMethodExists(JvmEnv& env, jclass class
     return hasStaticMethod(env, classRef, className, methodName_, kSignature);
 }
 
-void SingleArgumentMethodVariant::call(JvmEnv& env, jclass classRef,
-                                       const std::wstring& className) {
+void SingleArgumentMethodVariant::call(JvmEnv& env, jclass classRef, const std::wstring& className,
+                                       const std::function<void()>& entering) {
     JniEntity args = makeStringArray(env, args_);
     LOG_INFO(kClass, L"Do call JMethod", L"args", joinArgs(args_), L"method", methodName_, L"class",
              className);
     getLogger().flush();
     JniClass cls = env.classFromObject(classRef, className);
+    entering();
     cls.callStaticVoidMethod(methodName_, kSignature, args.asArgument());
     checkOutcome(env, kClass, className, methodName_);
 }

@@ -13,7 +13,8 @@ class SingleArgumentMethodVariant : public IMethodVariant {
     SingleArgumentMethodVariant(std::wstring methodName, std::vector<std::wstring> args);
 
     bool isTargetMethodExists(JvmEnv& env, jclass classRef, const std::wstring& className) override;
-    void call(JvmEnv& env, jclass classRef, const std::wstring& className) override;
+    void call(JvmEnv& env, jclass classRef, const std::wstring& className,
+              const std::function<void()>& entering) override;
     std::wstring toString() const override;
     const std::wstring& getMethodName() const override { return methodName_; }
 

@@ -75,7 +75,8 @@ JniEntity TwoArgumentsMethodVariant::makeProperties(JvmEnv& env,
     return JniEntity(std::move(map));
 }
 
-void TwoArgumentsMethodVariant::call(JvmEnv& env, jclass classRef, const std::wstring& className) {
+void TwoArgumentsMethodVariant::call(JvmEnv& env, jclass classRef, const std::wstring& className,
+                                     const std::function<void()>& entering) {
     JniEntity args = makeStringArray(env, args_);
     JniEntity properties = makeProperties(env, className);
     LOG_INFO(kClass, L"Do call JMethod", L"args", joinArgs(args_), L"pathProperties",
@@ -83,6 +84,7 @@ void TwoArgumentsMethodVariant::call(JvmEnv& env, jclass classRef, const std::ws
              L"method", methodName_, L"class", className);
     getLogger().flush();
     JniClass cls = env.classFromObject(classRef, className);
+    entering();
     cls.callStaticVoidMethod(methodName_, kSignature, properties.asArgument(), args.asArgument());
     checkOutcome(env, kClass, className, methodName_);
 }

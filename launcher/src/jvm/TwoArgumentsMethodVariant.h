@@ -17,7 +17,8 @@ class TwoArgumentsMethodVariant : public IMethodVariant {
                               std::map<std::wstring, bool> booleanProperties);
 
     bool isTargetMethodExists(JvmEnv& env, jclass classRef, const std::wstring& className) override;
-    void call(JvmEnv& env, jclass classRef, const std::wstring& className) override;
+    void call(JvmEnv& env, jclass classRef, const std::wstring& className,
+              const std::function<void()>& entering) override;
     std::wstring toString() const override;
     const std::wstring& getMethodName() const override { return methodName_; }
 

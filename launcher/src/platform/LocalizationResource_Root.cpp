@@ -151,6 +151,12 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_JIFACEARG"] =
         "The Java class main function argument; this option is repetitive";
     table["IDS_CLISWITCH_QUIET"] = "Do not print out startup message.";
+    table["IDS_CLISWITCH_SIGTERM"] =
+        "What a SIGTERM from another process does: jvm (the default) leaves it to the JVM, "
+        "stop makes it a graceful stop, fast a fast one";
+    table["IDS_INVALID_SIGTERM"] = "Invalid %ls value '%ls': expected jvm, stop or fast";
+    table["IDS_FILE_FORMAT_UNKNOWN_SIGTERM"] =
+        "Error reading file '%ls'. Unknown sigterm value '%ls': expected jvm, stop or fast.";
     table["IDS_CLISWITCH_PID"] =
         "The PID of another launcher process this launcher should stop. The option is mutually "
         "exclusive with --pidfile";

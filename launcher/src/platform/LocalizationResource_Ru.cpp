@@ -165,6 +165,13 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_JIFACEARG"] =
         "Аргумент главной функции класса Java; параметр можно указывать несколько раз";
     table["IDS_CLISWITCH_QUIET"] = "Не выводить сообщение о запуске.";
+    table["IDS_CLISWITCH_SIGTERM"] =
+        "Что делает SIGTERM от другого процесса: jvm (по умолчанию) оставляет его JVM, stop "
+        "делает его штатной остановкой, fast - быстрой";
+    table["IDS_INVALID_SIGTERM"] = "Некорректное значение %ls '%ls': ожидается jvm, stop или fast";
+    table["IDS_FILE_FORMAT_UNKNOWN_SIGTERM"] =
+        "Ошибка чтения файла '%ls'. Неизвестное значение sigterm '%ls': ожидается jvm, stop или "
+        "fast.";
     table["IDS_CLISWITCH_PID"] =
         "PID другого процесса launcher, который нужно остановить. Параметр нельзя использовать "
         "вместе с --pidfile";

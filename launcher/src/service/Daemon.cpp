@@ -117,7 +117,15 @@ int32_t Daemon::run(IService& service) {
     int32_t base = 0;
     bool stopSpawned = false;
     std::future<void> stopResult;
-    while (!stopSpawned) {
+    // Stop requests wait here, held by the listener, until start has been entered: a
+    // stop method called before it would find nothing to stop, and the start method
+    // that came after would run on for ever. A start that ends without being entered
+    // is never answered with a stop method.
+    const bool startEntered = jvm_.waitForStartMethodEntered();
+    if (startEntered) {
+        LOG_INFO(kClass, L"Service start method entered");
+    }
+    while (startEntered && !stopSpawned) {
         service.markStarted();
         const int event = listener->waitForEvent();
         if (event == 0) {

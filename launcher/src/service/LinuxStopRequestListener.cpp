@@ -22,8 +22,16 @@
 // that mutex or is inside malloc.
 namespace {
 
-constexpr int kStopSignals[] = {SIGUSR1, SIGUSR2, SIGINT};
-constexpr int kStopSignalCount = 3;
+constexpr int kStopSignals[] = {SIGUSR1, SIGUSR2, SIGINT, SIGTERM};
+constexpr int kStopSignalCount = 4;
+
+// What a SIGTERM from another process asks for once it is taken: 0 while it is left to
+// the JVM (no handler of ours), 1 a simple stop, 2 a fast one.
+std::atomic<int> sigtermRequest{0};
+
+bool isTaken(int signalNumber) {
+    return signalNumber != SIGTERM || sigtermRequest.load() != 0;
+}
 
 int stopSignalIndex(int signalNumber) {
     for (int i = 0; i < kStopSignalCount; ++i) {
@@ -56,7 +64,7 @@ std::atomic<unsigned long> heldRequest[2];  // [0] simple, [1] fast
 constexpr int kPreviousSlots = 32;
 struct sigaction previousSlots[kPreviousSlots];
 std::atomic<int> previousSlotCounter{0};
-std::atomic<int> previousSlotOf[kStopSignalCount] = {-1, -1, -1};
+std::atomic<int> previousSlotOf[kStopSignalCount] = {-1, -1, -1, -1};
 std::mutex installMutex;
 // Lets the waiter finish the lines the reporter is writing before it logs its own.
 std::mutex reportMutex;
@@ -109,7 +117,8 @@ void holdRequest(bool fast) {
 }
 
 void acceptStopSignal(int index, int signalNumber) {
-    const bool fast = signalNumber == SIGUSR2;
+    const bool fast =
+        signalNumber == SIGUSR2 || (signalNumber == SIGTERM && sigtermRequest.load() == 2);
     handlersInFlight.fetch_add(1);
     LinuxStopRequestListener* listener = currentListener.load();
     if (listener != nullptr && listener->answersSignals()) {
@@ -176,6 +185,9 @@ int realSigaction(int signalNumber, const struct sigaction* action, struct sigac
 void installStopSignalHandlers(ISystemUtils& systemUtils) {
     std::lock_guard<std::mutex> lock(installMutex);
     for (int i = 0; i < kStopSignalCount; ++i) {
+        if (!isTaken(kStopSignals[i])) {
+            continue;
+        }
         struct sigaction current {};
         if (realSigaction(kStopSignals[i], nullptr, &current) != 0) {
             throwCannotWait(systemUtils);
@@ -195,7 +207,7 @@ void installStopSignalHandlers(ISystemUtils& systemUtils) {
 
 void logRisenSignals() {
     static const wchar_t* const kRisenTexts[kStopSignalCount] = {
-        L"SIGUSR1 has risen", L"SIGUSR2 has risen", L"SIGINT has risen"};
+        L"SIGUSR1 has risen", L"SIGUSR2 has risen", L"SIGINT has risen", L"SIGTERM has risen"};
     std::lock_guard<std::mutex> lock(reportMutex);
     for (int i = 0; i < kStopSignalCount; ++i) {
         for (unsigned n = risenCount[i].exchange(0); n > 0; --n) {
@@ -288,6 +300,11 @@ int LinuxStopRequestListener::waitForEvent() {
 void LinuxStopRequestListener::holdEarlyRequests(ISystemUtils& systemUtils) {
     installStopSignalHandlers(systemUtils);
     holdingEarlyRequests.store(true);
+}
+
+void LinuxStopRequestListener::takeSigterm(ISystemUtils& systemUtils, bool fast) {
+    sigtermRequest.store(fast ? 2 : 1);
+    installStopSignalHandlers(systemUtils);
 }
 
 bool LinuxStopRequestListener::answersSignals() const {

@@ -9,9 +9,9 @@
 
 class ISystemUtils;
 
-// Turns SIGUSR1 and SIGINT (simple stop) and SIGUSR2 (fast stop) from outside the
-// process into events one thread can wait for. Signals that the process's own threads
-// send to each other (the JVM does so with SIGUSR2) go on to the handler that was in
+// Turns SIGUSR1 and SIGINT (simple stop), SIGUSR2 (fast stop) and, when asked to,
+// SIGTERM from outside the process into events one thread can wait for. Signals that the process's
+// own threads send to each other (the JVM does so with SIGUSR2) go on to the handler that was in
 // place before ours, or that was set for the signal since. Stop signals that arrive
 // before the first wait are held and come out one per wait in the order they came,
 // so that a simple and a fast stop before it make two events instead of none.
@@ -31,6 +31,11 @@ class LinuxStopRequestListener : public ICancellableWait {
     // while the JVM is being created neither kill the process nor get lost: they are
     // held and handed, in the order they came, to the waits of the next listener.
     static void holdEarlyRequests(ISystemUtils& systemUtils);
+
+    // Makes a SIGTERM from another process a stop request (fast or simple), held like
+    // the others until the listener answers; one the process raises itself still goes
+    // to the JVM's handler. Without this call SIGTERM is left to the JVM.
+    static void takeSigterm(ISystemUtils& systemUtils, bool fast);
 
     // Called from the signal handler only: whether a stop signal becomes a request at
     // once, which it does from the first wait on.

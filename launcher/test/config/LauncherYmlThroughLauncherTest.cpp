@@ -36,6 +36,8 @@ TEST(LauncherYmlThroughLauncherTest, ABrokenFileEndsTheStartWithItsReason) {
         {top + "  banner:\n    - en\n", reading + "Wrong structure.\n"},
         {top + "  minimal-java-version: 7\n", reading + "Unknown Java version '7'.\n"},
         {top + "  minimal-java-version: 65536\n", reading + "Unknown Java version '65536'.\n"},
+        {top + "  sigterm: Stop\n",
+         reading + "Unknown sigterm value 'Stop': expected jvm, stop or fast.\n"},
     };
     for (const auto& [yml, expected] : cases) {
         dir.write("launcher.yml", yml);
@@ -70,7 +72,7 @@ TEST(LauncherYmlThroughLauncherTest, EveryKeyIsReadExpandedMergedAndLogged) {
               "launcher-parameters:\n  work-dir: ${instance.root}/work\n  service-name: svc\n"
               "  java-home: /yml/jdk\n  pid-file: ${launcher.dir}/x-${launcher.pid}.pid\n"
               "  log-file: /yml/log\n  class-path: lib/*.jar\n  module-path: mods\n"
-              "  main-class: a=b # the contract\n  daemon: false\n  quiet: True\n"
+              "  main-class: a=b # the contract\n  daemon: false\n  quiet: True\n  sigterm: fast\n"
               "  minimal-java-version: +11\n  jvm-opts:\n  - -Dpath=${env.path}\n"
               "  - -Dv=${launcher.version} ${launcher.arch} ${unknown}\n  work-dir: swallowed\n"
               "  main-class-args:\n  - one\n  pid-file: swallowed\n  banner:\n"
@@ -100,7 +102,7 @@ TEST(LauncherYmlThroughLauncherTest, EveryKeyIsReadExpandedMergedAndLogged) {
                       root + "/work, service-name=svc, java-home=/yml/jdk, pid-file=" +
                       bin.substr(0, bin.rfind('/')) + "/x-" + pid +
                       ".pid, log-file=/yml/log, class-path=lib/*.jar, module-path=mods, "
-                      "main-class='a=b', daemon=false, quiet=True",
+                      "main-class='a=b', daemon=false, quiet=True, sigterm=fast",
                   "Java parameters: minimalJavaVersion=11",
                   "JVM options: options='" + options + "'", "main class arguments: options=one",
                   "Adding JVM_OPTS to JVM arguments JVM_OPTS=' -Denv=1  -Xss1m '",
@@ -108,7 +110,7 @@ TEST(LauncherYmlThroughLauncherTest, EveryKeyIsReadExpandedMergedAndLogged) {
                   "Launch parameters: mainClass='a=b', classPath=lib/*.jar, modulePath=mods, "
                   "javaHome=, jvmLibrary=/none/libjvm.so, minimalJavaVersion=11, workDir=" +
                       root + "/work, pidFile=" + dir.path("p.pid") + ", logFile=" + log +
-                      ", instance=" + root + ", daemon=false, quiet=false",
+                      ", instance=" + root + ", daemon=false, quiet=false, sigterm=fast",
                   "JVM options: options='" + options +
                       ", -Denv=1, -Xss1m, -Duser.language=RU, -Dinstance.root=" + root + "'",
                   "main class arguments: options='one, two'"}),

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -470,6 +471,66 @@ TEST(StopSignalsThroughLauncherTest, ASignalStormWhileStartingAndStoppingEndsInO
     const std::vector<std::string> risen = sig.risen();
     EXPECT_NE(risen.end(), std::find(risen.begin(), risen.end(), "SIGUSR1 has risen"));
     EXPECT_NE(risen.end(), std::find(risen.begin(), risen.end(), "SIGUSR2 has risen"));
+}
+
+// Whether the process has a handler of its own for the signal.
+bool catches(pid_t pid, int signalNumber) {
+    for (const std::string& line :
+         splitLines(readWholeFile("/proc/" + std::to_string(pid) + "/status"))) {
+        if (line.starts_with("SigCgt:")) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (signalNumber - 1) & 1) != 0;
+        }
+    }
+    return false;
+}
+
+// A stop signal 2 to 20 ms after exec comes while the JVM is being created, well before
+// the start method is entered. The stop method must still come after start's entry: the
+// service here is written the plain way, its stop clearing the flag that its start sets
+// and loops on, so a stop first would leave it running for ever. Two launchers at a time
+// keep the sixty runs to seconds.
+TEST(StopSignalsThroughLauncherTest, AStopSignalRightAfterExecCallsStopOnlyAfterStartWasEntered) {
+    TempDir dir;
+    for (int run = 0; run < 60; run += 2) {
+        std::vector<std::unique_ptr<Launch>> plain;
+        std::vector<std::unique_ptr<ProcessRunner::Running>> running;
+        for (int i = 0; i < 2; ++i) {
+            const std::string name = "run" + std::to_string(run + i);
+            plain.push_back(std::make_unique<Launch>(
+                dir, "SigService",
+                std::vector<std::string>{"--jvmopt", "-Dsig.plain=true", "--jvmopt",
+                                         "-Dsig.entered=" + dir.path(name + ".entered")},
+                name));
+        }
+        const auto exec = std::chrono::steady_clock::now();
+        for (const auto& launch : plain) {
+            running.push_back(
+                std::make_unique<ProcessRunner::Running>(launch->runner().timeout(kPatience / 4)));
+        }
+        for (int i = 0; i < 2; ++i) {
+            const int delayMs = 2 + (run + i) % 10 * 2;
+            std::this_thread::sleep_until(exec + std::chrono::milliseconds(delayMs));
+            // Not before the launcher's own first instruction: until then the signal
+            // would kill it, whatever the launcher does.
+            while (!catches(running[i]->pid(), SIGUSR1) && !running[i]->hasEnded()) {
+                std::this_thread::sleep_for(100us);
+            }
+            running[i]->signal(SIGUSR1);
+        }
+        for (int i = 0; i < 2; ++i) {
+            const std::string name = "run" + std::to_string(run + i);
+            const ProcessRunner::Result& end = running[i]->wait();
+            const std::string entered = readWholeFile(dir.path(name + ".entered"));
+            EXPECT_EQ(0, end.exitCode) << name << " timed out: " << end.timedOut << "\n"
+                                       << entered << plain[i]->describe();
+            std::map<std::string, long long> at;
+            for (const std::string& line : splitLines(entered)) {
+                at[line.substr(0, line.find('='))] = std::stoll(line.substr(line.find('=') + 1));
+            }
+            ASSERT_EQ(2u, at.size()) << name << "\n" << entered << plain[i]->describe();
+            EXPECT_LT(at["start"], at["stop"]) << name << "\n" << entered;
+        }
+    }
 }
 
 // With profiling on, HotSpot's recorder suspends busy threads with SIGUSR2 a hundred

@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "support/LauncherRunner.h"
+#include "support/LogLines.h"
+#include "support/TempDir.h"
+
+// What service managers and containers see of the launcher through the real binary: how
+// SIGTERM stops it, how a detached launcher reports back, and the readiness messages.
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 60s;
+
+// `launcher start` of the fixture SvcService with its facts, log and PID file in dir.
+struct Service {
+    explicit Service(const TempDir& dir, std::vector<std::string> more = {})
+        : dir(dir), more(std::move(more)) {}
+
+    std::vector<std::string> args() const {
+        std::vector<std::string> args = {"start",
+                                         "--javahome",
+                                         JVM_TEST_JAVA_HOME,
+                                         "--jclasspath",
+                                         JVM_FIXTURE_JAR,
+                                         "--jifaceclass",
+                                         "contract.SvcService",
+                                         "--clog",
+                                         dir.path("launcher.log"),
+                                         "--pidfile",
+                                         dir.path("launcher.pid"),
+                                         "--jvmopt",
+                                         "-Dsvc.report=" + dir.path("facts")};
+        args.insert(args.end(), more.begin(), more.end());
+        return args;
+    }
+    ProcessRunner runner() const { return launcherRunner(args(), LAUNCHER_BINARY, kPatience); }
+
+    int count(const std::string& key) const {
+        const std::vector<std::string> facts = splitLines(readWholeFile(dir.path("facts")));
+        return std::ranges::count_if(facts, [&](const std::string& fact) {
+            return fact.starts_with(key + "=") || fact == key;
+        });
+    }
+    std::string value(const std::string& key) const {
+        for (const std::string& fact : splitLines(readWholeFile(dir.path("facts")))) {
+            if (fact.starts_with(key + "=")) {
+                return fact.substr(key.size() + 1);
+            }
+        }
+        return "";
+    }
+    bool logs(const std::string& message) const {
+        const std::vector<LogLine> lines = parseLogLines(readWholeFile(dir.path("launcher.log")));
+        return std::ranges::any_of(lines, [&](const LogLine& line) {
+            return (line.level + " " + line.message).starts_with(message);
+        });
+    }
+    std::string describe() const {
+        return "\nfacts:\n" + readWholeFile(dir.path("facts")) + "log:\n" +
+               readWholeFile(dir.path("launcher.log"));
+    }
+
+    const TempDir& dir;
+    std::vector<std::string> more;
+};
+
+// Whether the process has a handler of its own for the signal.
+bool catches(pid_t pid, int signalNumber) {
+    for (const std::string& line :
+         splitLines(readWholeFile("/proc/" + std::to_string(pid) + "/status"))) {
+        if (line.starts_with("SigCgt:")) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (signalNumber - 1) & 1) != 0;
+        }
+    }
+    return false;
+}
+
+// The one child of a process, 0 until it has one.
+pid_t childOf(pid_t pid) {
+    const std::string children = readWholeFile("/proc/" + std::to_string(pid) + "/task/" +
+                                               std::to_string(pid) + "/children");
+    return children.empty() ? 0 : std::stoi(children);
+}
+
+// SIGTERM is what systemd, Docker and Kubernetes stop with. Left to the JVM it ends the
+// process without the stop method; taken as a stop request it stops the service
+// cleanly, from the moment the options are read, so also while the JVM is created. The
+// command line wins over launcher.yml, and a SIGTERM the JVM raises inside its own
+// process still goes to the JVM's handler.
+TEST(SigtermThroughLauncherTest, ASigtermFromOutsideIsAStopRequestWhenAsked) {
+    const struct {
+        std::string name;
+        std::vector<std::string> options;
+        std::string yml;  // the sigterm key of launcher.yml, if any
+        bool early;       // sent as soon as the launcher handles it, else once start runs
+        int exitCode;
+        std::string stopMethod;  // the one called, if any
+    } cases[] = {
+        {"default", {}, "", false, 143, ""},
+        {"jvm", {"--sigterm", "jvm"}, "stop", false, 143, ""},
+        {"stop", {"--sigterm", "stop"}, "", false, 0, "stop"},
+        {"stop while the JVM is created", {"--sigterm", "stop"}, "", true, 0, "stop"},
+        {"fast", {}, "fast", false, 0, "stopFast"},
+        {"command line over launcher.yml", {"--sigterm", "stop"}, "fast", false, 0, "stop"},
+        {"raised by the JVM",
+         {"--sigterm", "stop", "--jvmopt", "-Dsvc.start=raise:TERM"},
+         "",
+         false,
+         143,
+         ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        Service svc(dir, c.options);
+        if (!c.yml.empty()) {
+            dir.write("launcher.yml", "launcher-parameters:\n  sigterm: " + c.yml + "\n");
+            svc.more.insert(svc.more.end(), {"--instance", dir.path()});
+        }
+        ProcessRunner::Running running = svc.runner().start();
+        const bool raised = c.name == "raised by the JVM";
+        if (!raised) {
+            ASSERT_TRUE(eventually(
+                [&] {
+                    return running.hasEnded() ||
+                           (c.early ? catches(running.pid(), SIGTERM) : svc.count("start") > 0);
+                },
+                kPatience));
+            running.signal(SIGTERM);
+        }
+        const ProcessRunner::Result& end = running.wait();
+        EXPECT_EQ(c.exitCode, end.exitCode) << end.err << svc.describe();
+        EXPECT_EQ(1, svc.count("start")) << svc.describe();
+        EXPECT_EQ(c.stopMethod == "stop" ? 1 : 0, svc.count("stop"));
+        EXPECT_EQ(c.stopMethod == "stopFast" ? 1 : 0, svc.count("stopFast"));
+        EXPECT_EQ(c.exitCode == 0, svc.logs("INFO SIGTERM has risen")) << svc.describe();
+    }
+}
+
+// In a container the launcher is the first process of its PID namespace, which the
+// kernel sends only the signals it has a handler for.
+TEST(SigtermThroughLauncherTest, AsTheFirstProcessOfAPidNamespaceSigtermStopsItCleanly) {
+    if (geteuid() != 0 || access("/usr/bin/unshare", X_OK) != 0) {
+        GTEST_SKIP() << "needs root and unshare to make a PID namespace";
+    }
+    TempDir dir;
+    const Service svc(dir, {"--sigterm", "stop"});
+    std::vector<std::string> args = {"--pid", "--fork", "--mount-proc", LAUNCHER_BINARY};
+    const std::vector<std::string> launcherArgs = svc.args();
+    args.insert(args.end(), launcherArgs.begin(), launcherArgs.end());
+    ProcessRunner::Running unshare = launcherRunner(args, "/usr/bin/unshare", kPatience).start();
+    pid_t first = 0;
+    ASSERT_TRUE(eventually(
+        [&] {
+            return unshare.hasEnded() ||
+                   ((first = childOf(unshare.pid())) > 0 && svc.count("start") > 0);
+        },
+        kPatience))
+        << svc.describe();
+    ASSERT_FALSE(unshare.hasEnded()) << unshare.wait().err << svc.describe();
+    // The PID the service sees is its own in the namespace.
+    EXPECT_EQ("1", svc.value("start.pid"));
+    ASSERT_EQ(0, kill(first, SIGTERM));
+    const ProcessRunner::Result& end = unshare.wait();
+    EXPECT_EQ(0, end.exitCode) << end.err << svc.describe();
+    EXPECT_EQ(1, svc.count("stop"));
+    EXPECT_EQ(1, svc.count("start.returns"));
+    EXPECT_TRUE(svc.logs("INFO Normal exit exitCode=0")) << svc.describe();
+}
+
+}  // namespace
