@@ -146,6 +146,7 @@ CliParser LauncherCliArgs::declareCommandLine() {
     startMode.add(version);
     startMode.add(help);
     startMode.add(flag(L"--daemon", "IDS_CLISWITCH_DAEMON"));
+    startMode.add(flag(L"--wait", "IDS_CLISWITCH_WAIT"));
     startMode.add(flag(L"--quiet", "IDS_CLISWITCH_QUIET"));
     startMode.add(option(L"--sigterm", L"jvm|stop|fast", "IDS_CLISWITCH_SIGTERM"));
     startMode.add(option(L"--instance", L"/path/to/dir", "IDS_CLISWITCH_INSTANCE"));
@@ -329,6 +330,10 @@ void LauncherCliArgs::readStart(const CliParseResult& parsed) {
     mainClassArgs_ = parsed.getValues(L"--jifacearg");
     workDirectory_ = parsed.getValue(L"--workdir");
     daemon_ = parsed.has(L"--daemon");
+    wait_ = parsed.has(L"--wait");
+    if (wait_ && !daemon_) {
+        appendError(formatMessage("IDS_OPTION_NEEDS_OTHER", L"--wait", L"--daemon"));
+    }
     sigterm_ = parsed.getValue(L"--sigterm");
     if (!sigterm_.empty() && !isSigtermAction(sigterm_)) {
         appendError(formatMessage("IDS_INVALID_SIGTERM", L"--sigterm", sigterm_));
@@ -421,8 +426,8 @@ void LauncherCliArgs::logState() const {
             LOG_INFO(kClassName, L"Mode is Start. Environment:", L"instance", instanceDirectory_,
                      L"workDir", workDirectory_, L"pidFile", pidFilePath_, L"cout", coutPath_,
                      L"cerr", cerrPath_, L"logFile", logPath_, L"serviceName", serviceName_,
-                     L"procName", processTag_, L"daemon", daemon_, L"quiet", quiet_, L"sigterm",
-                     sigterm_);
+                     L"procName", processTag_, L"daemon", daemon_, L"wait", wait_, L"quiet", quiet_,
+                     L"sigterm", sigterm_);
             break;
         case Stop:
             LOG_INFO(kClassName, L"Mode is Stop. Environment:", L"pidFile", pidFilePath_, L"pid",

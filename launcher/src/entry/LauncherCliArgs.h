@@ -39,6 +39,8 @@ class LauncherCliArgs {
     bool isUsage() const { return mode_ == Usage; }
 
     bool isDaemon() const { return daemon_; }
+    // With --daemon: the command returns only once the service's start was entered.
+    bool isWait() const { return wait_; }
     // The --sigterm value as given; empty when not given.
     const std::wstring& getSigterm() const { return sigterm_; }
     bool isQuiet() const { return quiet_; }
@@ -95,6 +97,7 @@ class LauncherCliArgs {
 
     uint32_t mode_ = Usage;
     bool daemon_ = false;
+    bool wait_ = false;
     std::wstring sigterm_;
     bool quiet_ = false;
     std::wstring instanceDirectory_;

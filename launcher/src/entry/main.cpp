@@ -72,7 +72,7 @@ int runStart(IOsUtilsFactory& os, const LauncherCliArgs& args, const LauncherPar
                                               parameters.getSigterm() == L"fast");
     }
     Daemon daemon(os, parameters, console);
-    LinuxService service(daemon, args.isDaemon(), os.getSystemUtils());
+    LinuxService service(daemon, args.isDaemon(), args.isWait(), os);
     setCurrentService(&service);
     return service.run();
 }

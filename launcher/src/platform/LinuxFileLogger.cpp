@@ -58,7 +58,7 @@ void appendText(std::string& out, const wchar_t* text) {
 
 }  // namespace
 
-LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath, int pid) : pid_(pid) {
+LinuxFileLogger::LinuxFileLogger(const std::wstring& logPath) {
     std::string path = toUtf8(logPath);
     rotate(path, logPath);
     file_ = std::fopen(path.c_str(), "a+b");
@@ -126,7 +126,8 @@ void LinuxFileLogger::log(const std::wstring& level, const wchar_t* className,
     text += ",SYSTEM,0,level=";
     appendUtf8(text, level);
     text += ",pid=";
-    appendNumber(text, pid_);
+    // Asked every time: a launcher that detaches goes on in a process of its own.
+    appendNumber(text, static_cast<long long>(getpid()));
     text += ",tid=";
     appendNumber(text, static_cast<long long>(syscall(SYS_gettid)));
     text += ",component=launcher,class=";

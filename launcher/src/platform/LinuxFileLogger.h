@@ -10,7 +10,7 @@
 // line per entry written whole under one lock.
 class LinuxFileLogger : public ILogger {
   public:
-    LinuxFileLogger(const std::wstring& logPath, int pid);
+    explicit LinuxFileLogger(const std::wstring& logPath);
     ~LinuxFileLogger() override;
     LinuxFileLogger(const LinuxFileLogger&) = delete;
     LinuxFileLogger& operator=(const LinuxFileLogger&) = delete;
@@ -23,5 +23,4 @@ class LinuxFileLogger : public ILogger {
     void rotate(const std::string& logPath, const std::wstring& widePath);
 
     FILE* file_ = nullptr;
-    int pid_;
 };

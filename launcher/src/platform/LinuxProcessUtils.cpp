@@ -1,5 +1,7 @@
 #include "platform/LinuxProcessUtils.h"
 
+#include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +14,7 @@
 #include "platform/LauncherOsException.h"
 #include "platform/LinuxSystemUtils.h"
 #include "platform/LocalizationSupport.h"
+#include "platform/Logger.h"
 #include "platform/TextConversion.h"
 
 std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
@@ -103,4 +106,68 @@ int LinuxProcessUtils::sleep(long milliseconds) {
 
 std::wstring LinuxProcessUtils::getEnv(const std::wstring& name) {
     return toWide(std::getenv(toUtf8(name).c_str()));
+}
+
+bool LinuxProcessUtils::detach(DetachStage until) {
+    int pipeEnds[2];
+    if (::pipe2(pipeEnds, O_CLOEXEC) != 0) {
+        return false;
+    }
+    // Whatever the C library still buffers would otherwise be written twice.
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child < 0) {
+        const int error = errno;
+        ::close(pipeEnds[0]);
+        ::close(pipeEnds[1]);
+        errno = error;
+        return false;
+    }
+    if (child == 0) {
+        ::close(pipeEnds[0]);
+        ::setsid();
+        detachPipe_ = pipeEnds[1];
+        detachUntil_ = until;
+        return true;
+    }
+    ::close(pipeEnds[1]);
+    char stage = 0;
+    for (;;) {
+        const ssize_t got = ::read(pipeEnds[0], &stage, 1);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got != 1) {
+            break;
+        }
+        if (stage == static_cast<char>(until) ||
+            stage == static_cast<char>(DetachStage::kStarted)) {
+            LOG_INFO(L"LinuxProcessUtils", L"Detached launcher is running", L"pid",
+                     static_cast<long>(child), L"stage", std::wstring(1, stage));
+            getLogger().flush();
+            ::_exit(0);
+        }
+    }
+    // The child closes its end only by ending before the stage came.
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    const int exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    LOG_INFO(L"LinuxProcessUtils", L"Detached launcher ended before it was running", L"pid",
+             static_cast<long>(child), L"exitCode", exitCode);
+    getLogger().flush();
+    ::_exit(exitCode);
+}
+
+void LinuxProcessUtils::reportDetachStage(DetachStage stage) {
+    if (detachPipe_ < 0) {
+        return;
+    }
+    const char byte = static_cast<char>(stage);
+    while (::write(detachPipe_, &byte, 1) < 0 && errno == EINTR) {
+    }
+    if (stage == detachUntil_ || stage == DetachStage::kStarted) {
+        ::close(detachPipe_);
+        detachPipe_ = -1;
+    }
 }

@@ -14,4 +14,11 @@ class LinuxProcessUtils : public IProcessUtils {
     void changeDirectory(const std::wstring& path) override;
     int sleep(long milliseconds) override;
     std::wstring getEnv(const std::wstring& name) override;
+    bool detach(DetachStage until) override;
+    void reportDetachStage(DetachStage stage) override;
+
+  private:
+    // The write end of the pipe to the waiting parent; -1 when there is none.
+    int detachPipe_ = -1;
+    DetachStage detachUntil_ = DetachStage::kPidFileWritten;
 };

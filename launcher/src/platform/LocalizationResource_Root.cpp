@@ -151,6 +151,10 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_JIFACEARG"] =
         "The Java class main function argument; this option is repetitive";
     table["IDS_CLISWITCH_QUIET"] = "Do not print out startup message.";
+    table["IDS_CLISWITCH_WAIT"] =
+        "With --daemon: return once the service has started, or with the exit code of the "
+        "launcher that failed to start it";
+    table["IDS_OPTION_NEEDS_OTHER"] = "%ls can only be used together with %ls";
     table["IDS_CLISWITCH_SIGTERM"] =
         "What a SIGTERM from another process does: jvm (the default) leaves it to the JVM, "
         "stop makes it a graceful stop, fast a fast one";

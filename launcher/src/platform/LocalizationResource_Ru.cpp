@@ -165,6 +165,10 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_JIFACEARG"] =
         "Аргумент главной функции класса Java; параметр можно указывать несколько раз";
     table["IDS_CLISWITCH_QUIET"] = "Не выводить сообщение о запуске.";
+    table["IDS_CLISWITCH_WAIT"] =
+        "С --daemon: вернуть управление, когда служба запущена, или с кодом завершения "
+        "launcher, который не смог её запустить";
+    table["IDS_OPTION_NEEDS_OTHER"] = "%ls можно задать только вместе с %ls";
     table["IDS_CLISWITCH_SIGTERM"] =
         "Что делает SIGTERM от другого процесса: jvm (по умолчанию) оставляет его JVM, stop "
         "делает его штатной остановкой, fast - быстрой";

@@ -37,7 +37,7 @@ void initLogger(const std::wstring& logPath) {
     }
     IOsUtilsFactory& os = getOsUtilsFactory();
     os.getFileUtils().createParentDirectories(logPath);
-    ILogger* logger = new LinuxFileLogger(logPath, os.getProcessUtils().getPid());
+    ILogger* logger = new LinuxFileLogger(logPath);
     ILogger* expected = nullptr;
     if (!currentLogger.compare_exchange_strong(expected, logger, std::memory_order_acq_rel)) {
         delete logger;

@@ -96,6 +96,8 @@ int32_t Daemon::run(IService& service) {
     // Stop signals have been held since main saw the start mode; the listener
     // created after the JVM answers them.
     pidFile_.savePid();
+    // A parent waiting for the detached launcher may go now: its PID file names it.
+    os_.getProcessUtils().reportDetachStage(IProcessUtils::DetachStage::kPidFileWritten);
     changeWorkingDirectoryIfNeeded();
     const std::vector<std::wstring> jvmArguments = buildJvmArguments();
     pidFileOfRunningJvm.store(&pidFile_);
@@ -124,6 +126,7 @@ int32_t Daemon::run(IService& service) {
     const bool startEntered = jvm_.waitForStartMethodEntered();
     if (startEntered) {
         LOG_INFO(kClass, L"Service start method entered");
+        getLogger().flush();
     }
     while (startEntered && !stopSpawned) {
         service.markStarted();

@@ -1,8 +1,6 @@
 #include "service/LinuxService.h"
 
-#include <unistd.h>
-
-#include "platform/ISystemUtils.h"
+#include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/Logger.h"
@@ -12,12 +10,9 @@ namespace {
 const wchar_t* const kClass = L"LinuxService";
 }
 
-LinuxService::LinuxService(IServiceObject& serviceObject, bool daemonize, ISystemUtils& systemUtils,
-                           DaemonFunction daemonFunction)
-    : serviceObject_(serviceObject),
-      daemonize_(daemonize),
-      systemUtils_(systemUtils),
-      daemonFunction_(daemonFunction != nullptr ? daemonFunction : ::daemon) {}
+LinuxService::LinuxService(IServiceObject& serviceObject, bool daemonize, bool waitForStart,
+                           IOsUtilsFactory& os)
+    : serviceObject_(serviceObject), daemonize_(daemonize), waitForStart_(waitForStart), os_(os) {}
 
 LinuxService::~LinuxService() = default;
 
@@ -37,9 +32,14 @@ int32_t LinuxService::start() {
     LOG_INFO(kClass, L"starting");
     if (daemonize_) {
         // Keep the working directory and the standard streams: they may already be
-        // redirected to files with --cout/--cerr.
-        if (daemonFunction_(1, 1) != 0) {
-            const std::wstring error = systemUtils_.getLastErrorText();
+        // redirected to files with --cout/--cerr. The parent stays until the detached
+        // launcher can be found by its PID file, or has entered start, so that whoever
+        // started it can rely on what it reports.
+        getLogger().flush();
+        if (!os_.getProcessUtils().detach(waitForStart_
+                                              ? IProcessUtils::DetachStage::kStarted
+                                              : IProcessUtils::DetachStage::kPidFileWritten)) {
+            const std::wstring error = os_.getSystemUtils().getLastErrorText();
             LOG_ERROR(kClass, L"Daemon failed", L"Error", error);
             const LauncherException failure(LauncherException::kOs, error);
             serviceObject_.exceptionHandler(failure);
@@ -92,6 +92,7 @@ void LinuxService::reportStartPending(int32_t) {}
 void LinuxService::markStarted() {
     uint32_t expected = kNotStarted;
     state_.compare_exchange_strong(expected, kRunning);
+    os_.getProcessUtils().reportDetachStage(IProcessUtils::DetachStage::kStarted);
 }
 
 void LinuxService::reportStopPending(int32_t) {}

@@ -5,8 +5,8 @@
 
 #include "service/IService.h"
 
+class IOsUtilsFactory;
 class IServiceObject;
-class ISystemUtils;
 
 // Runs the start-mode service object once, in the foreground or detached from the
 // terminal, and turns its failures into exit codes.
@@ -17,11 +17,10 @@ class LinuxService : public IService {
     static constexpr uint32_t kStopping = 2;
     static constexpr uint32_t kStopped = 3;
 
-    // The C library's daemon(3), or a stand-in with its contract.
-    using DaemonFunction = int (*)(int keepDirectory, int keepStreams);
-
-    LinuxService(IServiceObject& serviceObject, bool daemonize, ISystemUtils& systemUtils,
-                 DaemonFunction daemonFunction = nullptr);
+    // daemonize: detach from the terminal first; the command returns once the PID file
+    // is written, or with waitForStart once the service's start method was entered.
+    LinuxService(IServiceObject& serviceObject, bool daemonize, bool waitForStart,
+                 IOsUtilsFactory& os);
 
     int32_t run() override;
     void reportStartPending(int32_t waitHintMs) override;
@@ -40,6 +39,6 @@ class LinuxService : public IService {
     IServiceObject& serviceObject_;
     std::atomic<uint32_t> state_{kNotStarted};
     bool daemonize_;
-    ISystemUtils& systemUtils_;
-    DaemonFunction daemonFunction_;
+    bool waitForStart_;
+    IOsUtilsFactory& os_;
 };

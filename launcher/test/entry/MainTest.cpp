@@ -64,7 +64,7 @@ TEST(MainTest, VersionAndUsageOfEachModeHoweverTheyAreAskedFor) {
     // Rows of the other two, where options wrap and columns line up.
     const std::vector<std::string> stopLines = splitLines(stop), startLines = splitLines(start);
     ASSERT_EQ(27u, stopLines.size()) << stop;
-    ASSERT_EQ(49u, startLines.size()) << start;
+    ASSERT_EQ(52u, startLines.size()) << start;
     EXPECT_EQ((std::vector<std::string>{
                   "0 Usage: launcher stop [options] [arguments]",
                   "  --pid PID                The PID of another launcher process this launcher",
@@ -74,7 +74,7 @@ TEST(MainTest, VersionAndUsageOfEachModeHoweverTheyAreAskedFor) {
                   "  --daemon                             Launcher is running as a service",
                   "                                       this option is repetitive"}),
               (std::vector<std::string>{stopLines[0], stopLines[12], stopLines[13], stopLines[26],
-                                        startLines[0], startLines[10], startLines[48]}));
+                                        startLines[0], startLines[10], startLines[51]}));
 }
 
 // Every way a run is refused before it starts: the reason, where it goes, the exit code.
@@ -98,7 +98,9 @@ TEST(MainTest, EachRefusalPrintsItsReasonAndExitCode) {
         {"stop --pid 12a", "1 Invalid PID syntax: '12a'\n"},
         {"stop --pid 99999999999", "1 Invalid PID: '99999999999'\n"},
         {"stop --timeout 10ms", "1 Invalid timeout '10ms'\n"},
-        {"start --sigterm term", "1 Invalid --sigterm value 'term': expected jvm, stop or fast\n"},
+        {"start --sigterm term --wait",
+         "1 --wait can only be used together with --daemon\nInvalid --sigterm value 'term': "
+         "expected jvm, stop or fast\n"},
         {"start --cstd " + d + "std --cerr " + d + "err --cout " + d + "out",
          "1 --cout is conflicting with --cstd\n"},
         {"start --instance " + d + "file.txt",
@@ -170,28 +172,29 @@ TEST(MainTest, RefusedParametersAreLoggedAndTheNextRunRotatesTheLog) {
         rawArgs += ", " + arg;
     }
     const std::string failure = "LauncherParameters: Launch configuration failure. message=";
-    EXPECT_EQ((std::vector<std::string>{
-                  rawArgs + "'",
-                  "logState: Mode is Start. JVM: javaHome=/jdk, jvmLibrary=/jdk/libjvm.so, "
-                  "classPath=, modulePath=, contractClass=",
-                  "logState: Mode is Start. JVM options: options='-Xmx1g, -Dx=1, -Dinstance.root=" +
-                      root + "'",
-                  "logState: Mode is Start. main class args: args='a, -b'",
-                  "logState: Mode is Start. Environment: instance=" + root +
-                      ", workDir=/w, pidFile=/run/l.pid, cout=, cerr=, logFile=" + log +
-                      ", serviceName=svc, procName=tag, daemon=true, quiet=true, sigterm=",
-                  "logState: No launcher parameters file read. fileName=" + root + "/launcher.yml",
-                  "logState: Service configuration file not found "
-                  "fileName=/etc/default/Orvik/Tamsel/svc",
-                  "logState: ServiceInstanceParameters: no parameters read from service ini file "
-                  "fileName=/etc/default/Orvik/Tamsel/svc, serviceName=svc",
-                  "LauncherParameters: JVM_OPTS environment variable is not defined or empty",
-                  failure + "Neither --jclasspath nor --jmodulepath is set., exitCode=1",
-                  failure + "Option --jifaceclass value is not set, exitCode=1",
-                  failure + "Mutually exclusive CLI arguments --javahome and --jvmdll are set, "
-                            "exitCode=1",
-              }),
-              std::vector<std::string>(lines.begin() + 1, lines.end() - 3));
+    EXPECT_EQ(
+        (std::vector<std::string>{
+            rawArgs + "'",
+            "logState: Mode is Start. JVM: javaHome=/jdk, jvmLibrary=/jdk/libjvm.so, "
+            "classPath=, modulePath=, contractClass=",
+            "logState: Mode is Start. JVM options: options='-Xmx1g, -Dx=1, -Dinstance.root=" +
+                root + "'",
+            "logState: Mode is Start. main class args: args='a, -b'",
+            "logState: Mode is Start. Environment: instance=" + root +
+                ", workDir=/w, pidFile=/run/l.pid, cout=, cerr=, logFile=" + log +
+                ", serviceName=svc, procName=tag, daemon=true, wait=false, quiet=true, sigterm=",
+            "logState: No launcher parameters file read. fileName=" + root + "/launcher.yml",
+            "logState: Service configuration file not found "
+            "fileName=/etc/default/Orvik/Tamsel/svc",
+            "logState: ServiceInstanceParameters: no parameters read from service ini file "
+            "fileName=/etc/default/Orvik/Tamsel/svc, serviceName=svc",
+            "LauncherParameters: JVM_OPTS environment variable is not defined or empty",
+            failure + "Neither --jclasspath nor --jmodulepath is set., exitCode=1",
+            failure + "Option --jifaceclass value is not set, exitCode=1",
+            failure + "Mutually exclusive CLI arguments --javahome and --jvmdll are set, "
+                      "exitCode=1",
+        }),
+        std::vector<std::string>(lines.begin() + 1, lines.end() - 3));
 
     // A PID is read the way stoi reads it; an empty timeout is none at all.
     EXPECT_EQ("11 stderr: Launcher with PID=999999 not found, nothing was stopped\n",

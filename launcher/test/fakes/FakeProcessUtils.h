@@ -29,7 +29,19 @@ class FakeProcessUtils : public IProcessUtils {
         return found == environment.end() ? std::wstring() : found->second;
     }
 
+    bool detach(DetachStage until) override {
+        detachedUntil.push_back(static_cast<char>(until));
+        return detachSucceeds;
+    }
+    void reportDetachStage(DetachStage stage) override {
+        reportedStages.push_back(static_cast<char>(stage));
+    }
+
     int pid = 4242;
+    bool detachSucceeds = true;
+    // The stages asked for and reported, as their letters.
+    std::string detachedUntil;
+    std::string reportedStages;
     std::wstring executablePath = L"/opt/launcher/bin/launcher";
     std::map<std::wstring, std::wstring> environment;
     std::vector<long> sleeps;

@@ -133,7 +133,7 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
         for (const std::string& name : present) {
             dir.write(name, "was " + name);
         }
-        { LinuxFileLogger logger(dir.wpath("launcher.log"), 77); }
+        { LinuxFileLogger logger(dir.wpath("launcher.log")); }
         Names expected = present;
         expected.insert("launcher.log");
         if (!rotatedTo.empty()) {
@@ -150,7 +150,7 @@ TEST(LinuxFileLoggerTest, AnExistingLogMovesPastTheLargestIndex) {
     dir.write("d/launcher.log", "");
     dir.write("d/launcher.log.2", "");
     dir.write("d\\launcher.log", "old");
-    { LinuxFileLogger logger(dir.wpath("d\\launcher.log"), 1); }
+    { LinuxFileLogger logger(dir.wpath("d\\launcher.log")); }
     EXPECT_EQ("old", readWholeFile(dir.path("d\\launcher.log.3")));
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fakes/FakeSystemUtils.h"
+#include "fakes/FakeOsUtilsFactory.h"
 #include "platform/LauncherException.h"
 #include "service/IServiceObject.h"
 #include "support/CapturedLog.h"
@@ -35,9 +35,9 @@ class RecordingServiceObject : public IServiceObject {
 TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
     ScopedCatalogue english;
     CapturedLog log;
-    FakeSystemUtils system;
+    FakeOsUtilsFactory os;
     RecordingServiceObject object;
-    LinuxService service(object, false, system);
+    LinuxService service(object, false, false, os);
     EXPECT_EQ(100, service.run());
     EXPECT_EQ(LinuxService::kStopped, service.getState());
     EXPECT_EQ(21, service.run());
@@ -46,13 +46,15 @@ TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
               log.find("Cannot start service twice."));
 
     object.calls.clear();
-    system.lastError = L"(11) Resource temporarily unavailable";
-    LinuxService daemon(object, true, system, [](int, int) { return -1; });
+    os.system.lastError = L"(11) Resource temporarily unavailable";
+    os.process.detachSucceeds = false;
+    LinuxService daemon(object, true, true, os);
     EXPECT_EQ(20, daemon.run());
     EXPECT_EQ(
         std::vector<std::wstring>{L"exceptionHandler 20 (11) Resource temporarily unavailable"},
         object.calls);
     EXPECT_EQ(LinuxService::kStopped, daemon.getState());
+    EXPECT_EQ("S", os.process.detachedUntil);
     EXPECT_EQ(std::vector<std::string>{"ERROR Daemon failed Error=(11) Resource temporarily "
                                        "unavailable"},
               log.find("Daemon failed"));

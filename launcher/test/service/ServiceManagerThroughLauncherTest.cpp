@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,19 +25,12 @@ struct Service {
         : dir(dir), more(std::move(more)) {}
 
     std::vector<std::string> args() const {
-        std::vector<std::string> args = {"start",
-                                         "--javahome",
-                                         JVM_TEST_JAVA_HOME,
-                                         "--jclasspath",
-                                         JVM_FIXTURE_JAR,
-                                         "--jifaceclass",
-                                         "contract.SvcService",
-                                         "--clog",
-                                         dir.path("launcher.log"),
-                                         "--pidfile",
-                                         dir.path("launcher.pid"),
-                                         "--jvmopt",
-                                         "-Dsvc.report=" + dir.path("facts")};
+        // clang-format off
+        std::vector<std::string> args = {"start", "--javahome", JVM_TEST_JAVA_HOME,
+            "--jclasspath", JVM_FIXTURE_JAR, "--jifaceclass", mainClass,
+            "--clog", dir.path("launcher.log"), "--pidfile", dir.path("launcher.pid"),
+            "--jvmopt", "-Dsvc.report=" + dir.path("facts")};
+        // clang-format on
         args.insert(args.end(), more.begin(), more.end());
         return args;
     }
@@ -62,6 +56,15 @@ struct Service {
             return (line.level + " " + line.message).starts_with(message);
         });
     }
+    // The PID of the first log line whose message starts so; empty when there is none.
+    std::string pidOf(const std::string& message) const {
+        for (const LogLine& line : parseLogLines(readWholeFile(dir.path("launcher.log")))) {
+            if (line.message.starts_with(message)) {
+                return line.pid;
+            }
+        }
+        return "";
+    }
     std::string describe() const {
         return "\nfacts:\n" + readWholeFile(dir.path("facts")) + "log:\n" +
                readWholeFile(dir.path("launcher.log"));
@@ -69,6 +72,7 @@ struct Service {
 
     const TempDir& dir;
     std::vector<std::string> more;
+    std::string mainClass = "contract.SvcService";
 };
 
 // Whether the process has a handler of its own for the signal.
@@ -173,6 +177,61 @@ TEST(SigtermThroughLauncherTest, AsTheFirstProcessOfAPidNamespaceSigtermStopsItC
     EXPECT_EQ(1, svc.count("stop"));
     EXPECT_EQ(1, svc.count("start.returns"));
     EXPECT_TRUE(svc.logs("INFO Normal exit exitCode=0")) << svc.describe();
+}
+
+// A service manager takes the command's return for "started": with --daemon it comes
+// once the PID file names the detached launcher, with --wait once the start method was
+// entered, or with the exit code of a detached launcher that could not start the
+// service. From the split on, log lines carry the detached launcher's PID. The test
+// adopts the detached launcher, as systemd does, to see its exit code.
+TEST(DaemonThroughLauncherTest, TheCommandReturnsWhenTheDetachedLauncherCanBeReliedOn) {
+    ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 1));
+    const struct {
+        std::string name;
+        std::vector<std::string> options;
+        int exitCode;
+        std::string err;
+    } cases[] = {
+        {"daemon", {"--daemon"}, 0, ""},
+        {"wait", {"--daemon", "--wait"}, 0, ""},
+        {"wait for a class that is not there",
+         {"--daemon", "--wait"},
+         7,
+         "Cannot find Java class contract/Missing\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        Service svc(dir, c.options);
+        if (c.exitCode != 0) {
+            svc.mainClass = "contract.Missing";
+        }
+        const ProcessRunner::Result result = svc.runner().run();
+        // Looked at right when the command has returned.
+        const std::string pidFile = readWholeFile(dir.path("launcher.pid"));
+        const bool entered = svc.logs("INFO Service start method entered");
+        EXPECT_EQ(c.exitCode, result.exitCode) << result.err << svc.describe();
+        EXPECT_EQ(c.err, result.err);
+        if (c.exitCode != 0) {
+            // Collected by the command already; its log lines are its own.
+            const std::string daemon = svc.pidOf("Start running service routine");
+            EXPECT_EQ(-1, waitForExit(std::atoi(daemon.c_str()), 0ms));
+            EXPECT_NE(svc.pidOf("Launcher started."), daemon);
+            EXPECT_FALSE(entered);
+            continue;
+        }
+        const pid_t daemon = std::atoi(pidFile.c_str());
+        ASSERT_GT(daemon, 0) << svc.describe();
+        EXPECT_EQ(0, kill(daemon, 0));
+        EXPECT_EQ(c.name == "wait", entered) << svc.describe();
+        ASSERT_TRUE(eventually([&] { return svc.count("start.daemon") > 0; }, kPatience));
+        ASSERT_EQ(0, kill(daemon, SIGUSR1));
+        EXPECT_EQ(100, waitForExit(daemon, kPatience)) << svc.describe();
+        EXPECT_EQ(std::to_string(daemon), svc.pidOf("Normal exit"));
+        EXPECT_EQ(std::to_string(daemon), svc.pidOf("Service start method entered"));
+        EXPECT_NE(std::to_string(daemon), svc.pidOf("Launcher started."));
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
 }  // namespace
