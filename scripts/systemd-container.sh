@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # A throw-away systemd to try units in, without touching the host's own services.
 # Source this file, then:
 #
@@ -26,7 +27,7 @@ sc_check() {
     fi
     for tool in systemd-nspawn nsenter mount umount; do
         if ! command -v "$tool" >/dev/null; then
-            echo "$tool is not installed (systemd-nspawn comes with systemd-container)"
+            echo "$tool is not installed (systemd-nspawn is in the package systemd-container)"
             return 1
         fi
     done
@@ -61,7 +62,9 @@ sc_boot() {
     fi
     # An empty machine-id makes systemd take a fresh one for this boot.
     : >"$SC_ROOT/etc/machine-id"
-    systemd-nspawn -D "$SC_ROOT" --register=no --keep-unit --private-network \
+    # A machine name of its own, so that containers booted at the same time by
+    # other test runs never meet.
+    systemd-nspawn -D "$SC_ROOT" --machine="sc-${SC_DIR##*.}" --register=no --keep-unit --private-network \
         --console=read-only -b -- systemd.unit=basic.target \
         </dev/null >"$SC_DIR/console.log" 2>&1 &
     SC_NSPAWN=$!
