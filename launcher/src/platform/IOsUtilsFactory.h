@@ -6,6 +6,7 @@
 #include "platform/IConsole.h"
 #include "platform/IFileUtils.h"
 #include "platform/IProcessUtils.h"
+#include "platform/IServiceManagerNotifier.h"
 #include "platform/ISystemUtils.h"
 
 // The one way to the operating system.
@@ -14,6 +15,8 @@ class IOsUtilsFactory {
     virtual IFileUtils& getFileUtils() = 0;
     virtual IProcessUtils& getProcessUtils() = 0;
     virtual ISystemUtils& getSystemUtils() = 0;
+    // Taken from the environment when the factory is made, before any JVM exists.
+    virtual IServiceManagerNotifier& getServiceManagerNotifier() = 0;
     virtual const std::wstring& getLineSeparator() const = 0;
     // Redirects the standard streams to the given files (empty = leave as is);
     // a redirection that fails is reported in errorText, not thrown.

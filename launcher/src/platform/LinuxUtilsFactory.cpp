@@ -14,6 +14,10 @@ ISystemUtils& LinuxUtilsFactory::getSystemUtils() {
     return systemUtils_;
 }
 
+IServiceManagerNotifier& LinuxUtilsFactory::getServiceManagerNotifier() {
+    return serviceManagerNotifier_;
+}
+
 const std::wstring& LinuxUtilsFactory::getLineSeparator() const {
     // Never destroyed, like the factory itself.
     static const std::wstring* const separator = new std::wstring(L"\n");

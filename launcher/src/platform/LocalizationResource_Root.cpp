@@ -154,6 +154,7 @@ void LocalizationResource_Root::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_WAIT"] =
         "With --daemon: return once the service has started, or with the exit code of the "
         "launcher that failed to start it";
+    table["IDS_SERVICE_STATUS_RUNNING"] = "The service is running";
     table["IDS_OPTION_NEEDS_OTHER"] = "%ls can only be used together with %ls";
     table["IDS_CLISWITCH_SIGTERM"] =
         "What a SIGTERM from another process does: jvm (the default) leaves it to the JVM, "

@@ -168,6 +168,7 @@ void LocalizationResource_Ru::fillMessages(MessageTable& table) const {
     table["IDS_CLISWITCH_WAIT"] =
         "С --daemon: вернуть управление, когда служба запущена, или с кодом завершения "
         "launcher, который не смог её запустить";
+    table["IDS_SERVICE_STATUS_RUNNING"] = "Служба работает";
     table["IDS_OPTION_NEEDS_OTHER"] = "%ls можно задать только вместе с %ls";
     table["IDS_CLISWITCH_SIGTERM"] =
         "Что делает SIGTERM от другого процесса: jvm (по умолчанию) оставляет его JVM, stop "

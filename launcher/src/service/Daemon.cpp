@@ -19,7 +19,7 @@
 namespace {
 
 const wchar_t* const kClass = L"Daemon";
-// What the service is told to expect of each phase; Linux does not use it.
+// How much longer a service manager is asked to wait for each phase.
 constexpr int32_t kWaitHintMs = 30000;
 
 // The running service's PID file while its JVM may end the process by itself.

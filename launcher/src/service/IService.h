@@ -7,10 +7,11 @@ class IService {
   public:
     // Runs the service object; the process exit code.
     virtual int32_t run() = 0;
-    // Tells a service manager that starting takes a while longer; nothing on Linux.
+    // Tells a service manager that starting takes up to that much longer.
     virtual void reportStartPending(int32_t waitHintMs) = 0;
+    // Once the service's start method has been entered: the service is ready.
     virtual void markStarted() = 0;
-    // Tells a service manager that stopping takes a while longer; nothing on Linux.
+    // Tells a service manager that the service is stopping, within that much longer.
     virtual void reportStopPending(int32_t waitHintMs) = 0;
     virtual void markStopped() = 0;
     virtual ~IService() = default;

@@ -8,7 +8,11 @@
 
 namespace {
 const wchar_t* const kClass = L"LinuxService";
+
+std::wstring extendTimeout(int32_t waitHintMs) {
+    return L"EXTEND_TIMEOUT_USEC=" + std::to_wstring(static_cast<long long>(waitHintMs) * 1000);
 }
+}  // namespace
 
 LinuxService::LinuxService(IServiceObject& serviceObject, bool daemonize, bool waitForStart,
                            IOsUtilsFactory& os)
@@ -87,15 +91,35 @@ void LinuxService::stop() {
     }
 }
 
-void LinuxService::reportStartPending(int32_t) {}
+void LinuxService::reportStartPending(int32_t waitHintMs) {
+    notifyServiceManager(extendTimeout(waitHintMs));
+}
 
 void LinuxService::markStarted() {
     uint32_t expected = kNotStarted;
     state_.compare_exchange_strong(expected, kRunning);
+    if (readyReported_.exchange(true)) {
+        return;
+    }
     os_.getProcessUtils().reportDetachStage(IProcessUtils::DetachStage::kStarted);
+    notifyServiceManager(L"READY=1\nSTATUS=" +
+                         LocalizationSupport::getText("IDS_SERVICE_STATUS_RUNNING"));
 }
 
-void LinuxService::reportStopPending(int32_t) {}
+void LinuxService::reportStopPending(int32_t waitHintMs) {
+    notifyServiceManager(L"STOPPING=1\n" + extendTimeout(waitHintMs));
+}
+
+void LinuxService::notifyServiceManager(const std::wstring& message) {
+    IServiceManagerNotifier& notifier = os_.getServiceManagerNotifier();
+    if (!notifier.isListening()) {
+        return;
+    }
+    // A detached launcher is not the process the service manager started.
+    notifier.notify(daemonize_
+                        ? message + L"\nMAINPID=" + std::to_wstring(os_.getProcessUtils().getPid())
+                        : message);
+}
 
 void LinuxService::markStopped() {
     state_.store(kStopped);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "service/IService.h"
 
@@ -36,9 +37,12 @@ class LinuxService : public IService {
     uint32_t getState() const { return state_.load(); }
 
   private:
+    void notifyServiceManager(const std::wstring& message);
+
     IServiceObject& serviceObject_;
     std::atomic<uint32_t> state_{kNotStarted};
     bool daemonize_;
     bool waitForStart_;
     IOsUtilsFactory& os_;
+    std::atomic<bool> readyReported_{false};
 };

@@ -298,8 +298,9 @@ int LinuxStopRequestListener::waitForEvent() {
 }
 
 void LinuxStopRequestListener::holdEarlyRequests(ISystemUtils& systemUtils) {
-    installStopSignalHandlers(systemUtils);
+    // Before the handlers: a signal that finds them in place must find them holding.
     holdingEarlyRequests.store(true);
+    installStopSignalHandlers(systemUtils);
 }
 
 void LinuxStopRequestListener::takeSigterm(ISystemUtils& systemUtils, bool fast) {

@@ -6,6 +6,7 @@
 #include "fakes/FakeConsole.h"
 #include "fakes/FakeFileUtils.h"
 #include "fakes/FakeProcessUtils.h"
+#include "fakes/FakeServiceManagerNotifier.h"
 #include "fakes/FakeSystemUtils.h"
 #include "platform/IOsUtilsFactory.h"
 
@@ -16,6 +17,7 @@ class FakeOsUtilsFactory : public IOsUtilsFactory {
     IFileUtils& getFileUtils() override { return files; }
     IProcessUtils& getProcessUtils() override { return process; }
     ISystemUtils& getSystemUtils() override { return system; }
+    IServiceManagerNotifier& getServiceManagerNotifier() override { return notifier; }
     const std::wstring& getLineSeparator() const override { return lineSeparator_; }
     std::unique_ptr<IConsole> createConsole(const std::wstring&, const std::wstring&,
                                             std::wstring&) override {
@@ -25,6 +27,7 @@ class FakeOsUtilsFactory : public IOsUtilsFactory {
     FakeFileUtils files;
     FakeProcessUtils process;
     FakeSystemUtils system;
+    FakeServiceManagerNotifier notifier;
     std::shared_ptr<FakeConsole::Text> consoleText = std::make_shared<FakeConsole::Text>();
 
   private:

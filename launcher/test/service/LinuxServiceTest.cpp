@@ -60,4 +60,37 @@ TEST(LinuxServiceTest, ASecondStartEndsWith21AndAFailedDaemonWith20) {
               log.find("Daemon failed"));
 }
 
+// The routine marks the service started on every turn of its event loop; the service
+// manager hears of it once, and a detached launcher names itself as the main process.
+// Nothing at all goes to a service manager that does not listen.
+TEST(LinuxServiceTest, ReadinessIsReportedOnceAndOnlyToAListeningServiceManager) {
+    ScopedCatalogue english;
+    CapturedLog log;
+    class MarkingTwice : public RecordingServiceObject {
+        int32_t run(IService& service) override {
+            service.reportStartPending(1500);
+            service.markStarted();
+            service.markStarted();
+            service.reportStopPending(20);
+            return 0;
+        }
+    };
+    for (const bool daemon : {false, true}) {
+        for (const bool listening : {false, true}) {
+            FakeOsUtilsFactory os;
+            os.notifier.listening = listening;
+            MarkingTwice object;
+            LinuxService service(object, daemon, false, os);
+            EXPECT_EQ(0, service.run());
+            const std::wstring mainPid = daemon ? L"\nMAINPID=4242" : L"";
+            const std::vector<std::wstring> expected = {
+                L"EXTEND_TIMEOUT_USEC=1500000" + mainPid,
+                L"READY=1\nSTATUS=The service is running" + mainPid,
+                L"STOPPING=1\nEXTEND_TIMEOUT_USEC=20000" + mainPid};
+            EXPECT_EQ(listening ? expected : std::vector<std::wstring>{}, os.notifier.messages);
+            EXPECT_EQ("S", os.process.reportedStages);
+        }
+    }
+}
+
 }  // namespace

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -232,6 +235,127 @@ TEST(DaemonThroughLauncherTest, TheCommandReturnsWhenTheDetachedLauncherCanBeRel
         EXPECT_NE(std::to_string(daemon), svc.pidOf("Launcher started."));
     }
     prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+// A datagram socket standing in for systemd's notification socket, at a path or under
+// an abstract name ("@name" in NOTIFY_SOCKET).
+class NotifySocket {
+  public:
+    NotifySocket(const std::string& name) : name_(name) {
+        fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::string path = name;
+        if (path[0] == '@') {
+            path[0] = '\0';
+        }
+        path.copy(address.sun_path, path.size());
+        if (bind(fd_, reinterpret_cast<sockaddr*>(&address),
+                 static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size())) != 0) {
+            throw std::runtime_error("cannot bind " + name);
+        }
+    }
+    ~NotifySocket() { close(fd_); }
+    const std::string& name() const { return name_; }
+    // The next message, or "none" when none comes within the limit.
+    std::string next(std::chrono::milliseconds limit = kPatience) const {
+        pollfd wanted{fd_, POLLIN, 0};
+        if (poll(&wanted, 1, static_cast<int>(limit.count())) != 1) {
+            return "none";
+        }
+        char buffer[4096];
+        const ssize_t got = recv(fd_, buffer, sizeof(buffer), 0);
+        return got < 0 ? "none" : std::string(buffer, static_cast<size_t>(got));
+    }
+
+  private:
+    std::string name_;
+    int fd_ = -1;
+};
+
+// systemd's Type=notify: asked to wait longer while the JVM is created, told READY only
+// once the start method was entered (not while the JVM's creation is held), and told
+// STOPPING when the stop method is called. A detached launcher names itself as the main
+// process. The JVM does not see the variable, so no process it starts speaks for the
+// launcher.
+TEST(NotifyThroughLauncherTest, ReadinessAndStoppingReachTheServiceManagerInOrder) {
+    ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 1));
+    const struct {
+        std::string name;
+        bool abstract;
+        bool daemon;
+    } cases[] = {{"path", false, false}, {"abstract", true, false}, {"daemon", false, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        const NotifySocket systemd(c.abstract ? "@launcher-test-notify-" + std::to_string(getpid())
+                                              : dir.path("notify"));
+        std::vector<std::string> options = {
+            "--jvmopt", "-Djava.system.class.loader=contract.SigGateLoader",
+            "--jvmopt", "-XX:-PrintWarnings",
+            "--jvmopt", "-Dsig.gate=" + dir.path("gate"),
+            "--jvmopt", "-Dsig.report=" + dir.path("facts")};
+        if (c.daemon) {
+            options.push_back("--daemon");
+        }
+        const Service svc(dir, options);
+        ProcessRunner::Running running = svc.runner().env("NOTIFY_SOCKET", systemd.name()).start();
+        ASSERT_TRUE(
+            eventually([&] { return svc.count("in gate") > 0 || running.hasEnded(); }, kPatience));
+        pid_t launcher = running.pid();
+        std::string mainPid;
+        if (c.daemon) {
+            EXPECT_EQ(0, running.wait().exitCode);
+            launcher = std::atoi(readWholeFile(dir.path("launcher.pid")).c_str());
+            mainPid = "\nMAINPID=" + std::to_string(launcher);
+        }
+        EXPECT_EQ("EXTEND_TIMEOUT_USEC=30000000" + mainPid, systemd.next());
+        EXPECT_EQ("none", systemd.next(300ms)) << "ready while the JVM is still being created";
+        dir.write("gate", "");
+        EXPECT_EQ("READY=1\nSTATUS=The service is running" + mainPid, systemd.next());
+        ASSERT_TRUE(eventually([&] { return svc.count("start.notifySocket") > 0; }, kPatience));
+        EXPECT_EQ("null", svc.value("start.notifySocket"));
+        ASSERT_EQ(0, kill(launcher, SIGUSR1));
+        EXPECT_EQ("STOPPING=1\nEXTEND_TIMEOUT_USEC=30000000" + mainPid, systemd.next());
+        EXPECT_EQ(c.daemon ? 100 : 0,
+                  c.daemon ? waitForExit(launcher, kPatience) : running.wait().exitCode)
+            << svc.describe();
+        EXPECT_EQ("none", systemd.next(0ms));
+        EXPECT_EQ(1, svc.count("stop"));
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+// A service manager that cannot be reached is said once in the log and changes nothing
+// else; a service that fails to start is never reported ready.
+TEST(NotifyThroughLauncherTest, ASocketThatCannotBeReachedIsLoggedOnceAndAFailedStartIsNeverReady) {
+    TempDir dir;
+    const Service svc(dir);
+    ProcessRunner::Running running =
+        svc.runner().env("NOTIFY_SOCKET", dir.path("nobody-listens")).start();
+    ASSERT_TRUE(eventually(
+        [&] { return svc.count("start.notifySocket") > 0 || running.hasEnded(); }, kPatience));
+    running.signal(SIGUSR1);
+    EXPECT_EQ(0, running.wait().exitCode) << svc.describe();
+    EXPECT_EQ(1, svc.count("stop"));
+    const std::vector<LogLine> lines = parseLogLines(readWholeFile(dir.path("launcher.log")));
+    EXPECT_EQ(1, std::ranges::count_if(lines,
+                                       [](const LogLine& line) {
+                                           return line.message.starts_with(
+                                               "Cannot notify the service manager");
+                                       }))
+        << svc.describe();
+    EXPECT_TRUE(svc.logs("WARN Cannot notify the service manager NOTIFY_SOCKET=" +
+                         dir.path("nobody-listens") + ", error=(2) No such file or directory"))
+        << svc.describe();
+
+    TempDir other;
+    NotifySocket systemd(other.path("notify"));
+    Service missing(other);
+    missing.mainClass = "contract.Missing";
+    EXPECT_EQ(7, missing.runner().env("NOTIFY_SOCKET", systemd.name()).run().exitCode);
+    EXPECT_EQ("EXTEND_TIMEOUT_USEC=30000000", systemd.next());
+    EXPECT_EQ("none", systemd.next(0ms));
 }
 
 }  // namespace
