@@ -8,6 +8,11 @@
 #   sc_run systemctl start foo    # runs a command inside the container
 #   sc_teardown                   # optional: the EXIT trap does it too
 #
+# sc_boot sets the EXIT trap (and INT and TERM end the script through it); a caller
+# that sets an EXIT trap of its own afterwards must call sc_teardown from it. Files
+# the host writes under "$SC_ROOT" land in the container, except below /run and /tmp,
+# where the container mounts file systems of its own.
+#
 # The container's root is an overlay over the host's / with a tmpfs on top, so
 # everything written inside (units, installed files, the journal) vanishes with it
 # and the host's files are never changed. It boots into basic.target only, with a
