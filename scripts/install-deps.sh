@@ -3,6 +3,8 @@
 # machine lacks. Safe to run again: it only calls apt-get when something is missing.
 set -euo pipefail
 
+# systemd-container: systemd-nspawn, in which the units of packaging/systemd and the
+# Debian package are tested.
 packages=(g++ cmake ninja-build googletest libgtest-dev libgmock-dev locales
           openjdk-17-jdk-headless clang python3 valgrind binutils
           dpkg-dev file lintian mandoc groff-base man-db bsdextrautils procps systemd-container)
