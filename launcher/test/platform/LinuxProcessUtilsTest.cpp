@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string>
 
-#include "support/ProcessRunner.h"
+#include "support/LauncherRunner.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -25,9 +25,10 @@ TEST(LinuxProcessUtilsTest, ArgumentsArriveWholeAndLangChoosesTheLanguage) {
         {"de_DE.UTF-8", "Unexpected CLI arguments" + echoed},
         {"ru_RU.UTF-8", "Непредвиденные аргументы командной строки" + echoed}};
     for (const auto& [lang, expected] : cases) {
-        ProcessRunner launcher(LAUNCHER_BINARY);
-        launcher.args({"start", "", "Привет, мир", longOne, "last one", ""}).clearEnv();
-        launcher.env("LOCPATH", LAUNCHER_TEST_LOCALE_DIR);
+        ProcessRunner launcher =
+            launcherRunner({"start", "", "Привет, мир", longOne, "last one", ""});
+        // Of the runner's settings only the test locales stay.
+        launcher.clearEnv().unsetEnv("LC_ALL");
         if (*lang != '\0') {
             launcher.env("LANG", lang);
         }
