@@ -199,14 +199,7 @@ void LauncherCliArgs::build() {
             appendError(message);
         }
         // The reason still reaches the log file when the command line named a usable one.
-        logPath_ = parsed.getValue(L"--clog");
-        if (isCut(L"--clog", logPath_)) {
-            logPath_.clear();
-        }
-        if (!logPath_.empty()) {
-            logAbsolute_ = checkDestination(L"--clog", logPath_);
-            logDestinationValid_ = !logAbsolute_.empty();
-        }
+        keepLogForErrors(parsed);
         return;
     }
 
@@ -241,14 +234,7 @@ void LauncherCliArgs::build() {
     if (refuseCutPaths(parsed)) {
         // Nothing is opened for a cut name, which would be another file; the
         // reason still goes to a --clog that came whole.
-        logPath_ = parsed.getValue(L"--clog");
-        if (isCut(L"--clog", logPath_)) {
-            logPath_.clear();
-        }
-        if (!logPath_.empty()) {
-            logAbsolute_ = checkDestination(L"--clog", logPath_);
-            logDestinationValid_ = !logAbsolute_.empty();
-        }
+        keepLogForErrors(parsed);
         return;
     }
     checkStreams(parsed);
@@ -385,6 +371,17 @@ void LauncherCliArgs::applyInstanceRoot() {
         }
     }
     jvmOptions_.push_back(kInstanceRootOption + instanceDirectory_);
+}
+
+void LauncherCliArgs::keepLogForErrors(const CliParseResult& parsed) {
+    logPath_ = parsed.getValue(L"--clog");
+    if (isCut(L"--clog", logPath_)) {
+        logPath_.clear();
+    }
+    if (!logPath_.empty()) {
+        logAbsolute_ = checkDestination(L"--clog", logPath_);
+        logDestinationValid_ = !logAbsolute_.empty();
+    }
 }
 
 bool LauncherCliArgs::isCut(const std::wstring& option, const std::wstring& value) const {

@@ -96,6 +96,8 @@ class LauncherCliArgs {
     bool isCut(const std::wstring& option, const std::wstring& value) const;
     // Reports every file-naming option whose value was cut short; true if any was.
     bool refuseCutPaths(const CliParseResult& parsed);
+    // A rejected command line still logs its reason to a --clog that came whole.
+    void keepLogForErrors(const CliParseResult& parsed);
     void appendError(const std::wstring& message);
     bool reusesStreamDestination() const;
 
