@@ -5,9 +5,12 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "fakes/FakeSystemUtils.h"
 #include "platform/LauncherOsException.h"
+#include "platform/TextConversion.h"
 #include "support/Catalogue.h"
 #include "support/TempDir.h"
 
@@ -46,6 +49,35 @@ TEST(LinuxFileLockTest, AHeldLockNamesItsHolderAndAReplacedFileIsNeitherHeldNorD
     EXPECT_EQ(IFileLock::DeleteResult::Absent, lock.deleteUnlessLocked(path));
     EXPECT_FALSE(lock.inspect(path).present);
     EXPECT_THROW(lock.acquire(dir.wpath("no/launcher.pid"), "1"), LauncherOsException);
+}
+
+// An existing file is written only when it is this user's and has no other name: a PID
+// file another user prepared, or a link to some other file, would let that user decide
+// what the launcher overwrites.
+TEST(LinuxFileLockTest, AnotherUsersFileOrOneWithOtherNamesIsNeverWritten) {
+    ScopedCatalogue english;
+    FakeSystemUtils system;
+    LinuxFileLock lock{system};
+    TempDir dir;
+    dir.write("linked.pid", "12");
+    ASSERT_EQ(0, link(dir.path("linked.pid").c_str(), dir.path("other-name").c_str()));
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"linked.pid", "' is not written: the file has other names (hard links)"}};
+    if (geteuid() == 0) {
+        dir.write("foreign.pid", "34");
+        ASSERT_EQ(0, chown(dir.path("foreign.pid").c_str(), 65534, 65534));
+        cases.push_back({"foreign.pid", "' is not written: it is not a regular file of this user"});
+    }
+    for (const auto& [name, refusal] : cases) {
+        const std::string before = readWholeFile(dir.path(name));
+        try {
+            lock.acquire(dir.wpath(name), "4242");
+            ADD_FAILURE() << name << " was taken over";
+        } catch (const LauncherOsException& e) {
+            EXPECT_EQ(toWide("'" + dir.path(name) + refusal), e.getMessage());
+        }
+        EXPECT_EQ(before, readWholeFile(dir.path(name)));
+    }
 }
 
 }  // namespace
