@@ -26,31 +26,40 @@ std::vector<std::string> readCommandLine() {
         throw LauncherOsException(
             formatMessage("IDS_CANNOT_GET_COMMAND_LINE_ARGS", LinuxSystemUtils::errorText(errno)));
     }
-    // The buffer grows, so an argument of any length (a long class path, say)
-    // arrives whole.
-    std::vector<std::string> args;
-    std::string current;
-    int c;
-    while ((c = std::getc(file)) != EOF) {
-        if (c == '\0') {
-            args.push_back(std::move(current));
-            current.clear();
-        } else {
-            current.push_back(static_cast<char>(c));
-        }
+    // Read in blocks until the end, so an argument of any length (a long class path,
+    // say) arrives whole.
+    std::string content;
+    char block[4096];
+    size_t n;
+    while ((n = std::fread(block, 1, sizeof(block), file)) > 0) {
+        content.append(block, n);
     }
     std::fclose(file);
-    if (!current.empty()) {
-        args.push_back(std::move(current));
+    std::vector<std::string> args;
+    size_t begin = 0;
+    while (begin < content.size()) {
+        size_t end = content.find('\0', begin);
+        if (end == std::string::npos) {
+            end = content.size();
+        }
+        args.emplace_back(content, begin, end - begin);
+        begin = end + 1;
     }
     return args;
 }
 
 }  // namespace
 
+const std::vector<std::string>& LinuxProcessUtils::rawCommandLine() {
+    if (!commandLine_) {
+        commandLine_ = readCommandLine();
+    }
+    return *commandLine_;
+}
+
 std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
     std::vector<std::wstring> args;
-    for (const std::string& arg : readCommandLine()) {
+    for (const std::string& arg : rawCommandLine()) {
         args.push_back(toWide(arg));
     }
     return args;
@@ -58,7 +67,7 @@ std::vector<std::wstring> LinuxProcessUtils::getCommandLineArgs() {
 
 std::vector<size_t> LinuxProcessUtils::getCutCommandLineArgs() {
     std::vector<size_t> cut;
-    const std::vector<std::string> args = readCommandLine();
+    const std::vector<std::string>& args = rawCommandLine();
     for (size_t i = 0; i < args.size(); ++i) {
         if (!isWholeUtf8(args[i])) {
             cut.push_back(i);

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "platform/IProcessUtils.h"
 
 // The launcher's own process as Linux shows it through /proc and the C library.
@@ -19,6 +23,11 @@ class LinuxProcessUtils : public IProcessUtils {
     void reportDetachStage(DetachStage stage) override;
 
   private:
+    // The arguments as the kernel keeps them, bytes unconverted; read once, since they
+    // cannot change and start-up asks for them twice.
+    const std::vector<std::string>& rawCommandLine();
+
+    std::optional<std::vector<std::string>> commandLine_;
     // The write end of the pipe to the waiting parent; -1 when there is none.
     int detachPipe_ = -1;
     DetachStage detachUntil_ = DetachStage::kPidFileWritten;
