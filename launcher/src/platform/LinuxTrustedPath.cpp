@@ -10,6 +10,7 @@
 #include <deque>
 
 #include "platform/LauncherOsException.h"
+#include "platform/LauncherUntrustedLinkException.h"
 #include "platform/LinuxSystemUtils.h"
 #include "platform/LocalizationSupport.h"
 #include "platform/TextConversion.h"
@@ -56,11 +57,14 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
     directory_ = openRoot(!utf8.empty() && utf8[0] == '/');
     int links = 0;
     // No destructor runs after a constructor throws: the directory is closed here.
-    auto fail = [&](const std::wstring& message) {
+    auto closeDirectory = [&] {
         if (directory_ >= 0) {
             close(directory_);
             directory_ = -1;
         }
+    };
+    auto fail = [&](const std::wstring& message) {
+        closeDirectory();
         throw LauncherOsException(message);
     };
     // Without an errorId the path is left unresolved instead, with errno set.
@@ -69,10 +73,7 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
         if (errorId != nullptr) {
             fail(formatMessage(errorId, path, LinuxSystemUtils::errorText(error)));
         }
-        if (directory_ >= 0) {
-            close(directory_);
-            directory_ = -1;
-        }
+        closeDirectory();
         errno = error;
     };
     if (directory_ < 0) {
@@ -87,7 +88,9 @@ LinuxTrustedPath::LinuxTrustedPath(const std::wstring& path, const char* errorId
             S_ISLNK(info.st_mode)) {
             if (!isTrustedOwner(info.st_uid)) {
                 const std::string link = directoryPath(directory_) + "/" + part;
-                fail(formatMessage("IDS_UNTRUSTED_LINK", path, toWide(link)));
+                closeDirectory();
+                throw LauncherUntrustedLinkException(
+                    formatMessage("IDS_UNTRUSTED_LINK", path, toWide(link)));
             }
             // The kernel's own links, such as /proc/self/fd/1 behind /dev/stdout, may name
             // a pipe or a socket rather than a path: only opening them reaches it.

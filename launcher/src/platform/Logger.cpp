@@ -5,6 +5,7 @@
 
 #include "platform/IOsUtilsFactory.h"
 #include "platform/LauncherException.h"
+#include "platform/LauncherUntrustedLinkException.h"
 #include "platform/LinuxFileLogger.h"
 #include "platform/NopLogger.h"
 
@@ -36,7 +37,13 @@ void initLogger(const std::wstring& logPath) {
         return;
     }
     IOsUtilsFactory& os = getOsUtilsFactory();
-    os.getFileUtils().createParentDirectories(logPath);
+    try {
+        os.getFileUtils().createParentDirectories(logPath);
+    } catch (const LauncherUntrustedLinkException& e) {
+        // Refused like the log file itself would be, rather than as a directory that
+        // could not be made.
+        throw LauncherException(LauncherException::kLogFile, e.getMessage());
+    }
     ILogger* logger = new LinuxFileLogger(logPath);
     ILogger* expected = nullptr;
     if (!currentLogger.compare_exchange_strong(expected, logger, std::memory_order_acq_rel)) {

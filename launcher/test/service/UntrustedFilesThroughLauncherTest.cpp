@@ -124,7 +124,7 @@ TEST_F(UntrustedFilesThroughLauncherTest, ALogLinkOfAnotherUserIsNeitherWrittenN
               "launcher-parameters:\n  log-file: " + att("sub/new/launcher.log") + "\n");
     const ProcessRunner::Result underLink =
         launcherRunner(start({"--instance", dir.path("instance")}), LAUNCHER_BINARY, 20s).run();
-    EXPECT_NE(0, underLink.exitCode);
+    EXPECT_EQ(10, underLink.exitCode);
     EXPECT_NE(std::string::npos,
               underLink.err.find("the symbolic link '" + att("sub") + "' belongs to another user"))
         << underLink.summary();
