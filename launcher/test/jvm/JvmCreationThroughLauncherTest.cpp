@@ -55,8 +55,7 @@ TEST(JvmCreationThroughLauncherTest, AJvmThatEndsTheProcessWhileCreatedEndsWithF
 // against the limit too, so the search walks the limits rather than naming them, as a
 // user no other test runs as.
 TEST(JvmCreationThroughLauncherTest, EveryThreadThatCannotStartEndsWithTwentyAndItsName) {
-    if (geteuid() != 0 || access("/usr/bin/setpriv", X_OK) != 0 ||
-        access("/usr/bin/prlimit", X_OK) != 0) {
+    if (!canLimitProcesses()) {
         GTEST_SKIP() << "needs root, setpriv and prlimit: root ignores the process limit";
     }
     TempDir dir;

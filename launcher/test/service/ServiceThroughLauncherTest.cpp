@@ -419,8 +419,7 @@ TEST(StartModeThroughLauncherTest, AFastStopWithoutStopFastWaitsForASimpleStop) 
 // start method: it waits for start to end by itself, destroys the JVM, then reports
 // the stop's failure.
 TEST(StartModeThroughLauncherTest, AStopMethodThatGetsNoThreadFailsOnceStartHasEnded) {
-    if (geteuid() != 0 || access("/usr/bin/setpriv", X_OK) != 0 ||
-        access("/usr/bin/prlimit", X_OK) != 0) {
+    if (!canLimitProcesses()) {
         GTEST_SKIP() << "needs root, setpriv and prlimit: root ignores the process limit";
     }
     TempDir dir;

@@ -1,5 +1,7 @@
 #include "support/LauncherRunner.h"
 
+#include <unistd.h>
+
 ProcessRunner launcherRunner(std::vector<std::string> args, const std::string& program,
                              std::chrono::milliseconds limit) {
     ProcessRunner runner(program);
@@ -18,4 +20,9 @@ ProcessRunner launcherRunner(std::vector<std::string> args, const std::string& p
     runner.env("ASAN_OPTIONS", "detect_leaks=0:handle_segv=0");
 #endif
     return runner;
+}
+
+bool canLimitProcesses() {
+    return geteuid() == 0 && access("/usr/bin/setpriv", X_OK) == 0 &&
+           access("/usr/bin/prlimit", X_OK) == 0;
 }

@@ -13,3 +13,7 @@
 ProcessRunner launcherRunner(std::vector<std::string> args,
                              const std::string& program = LAUNCHER_BINARY,
                              std::chrono::milliseconds limit = std::chrono::seconds(60));
+
+// Whether a launcher can be run under a process limit as another user: root, setpriv and
+// prlimit are needed, since root itself ignores the limit.
+bool canLimitProcesses();
